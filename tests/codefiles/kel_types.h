@@ -1,0 +1,123 @@
+/*
+ * kel_types.h - type descriptions of the stand-in code files.
+ *
+ * The tests drive the library the way generated code does, but instead of
+ * one function per type they describe each type in a table record and let
+ * one walker per rule family turn a description into primitive calls.  A new
+ * schema is then a table, not code.
+ *
+ * A description holds what the compiler knows about a type: its kind, its
+ * tags (each in the three forms that the BER primitives take), the memory
+ * form of its value (width and signedness of integers, size of the value,
+ * offset of the value inside its parent record) and constraint bounds.
+ *
+ * A code file is a KelCodeFile: its first member is the control table that
+ * kelinit is opened on, so a walker reaches its code file through the
+ * world's ctlTbl.
+ *
+ * This header compiles as C99 and as C++.
+ */
+#ifndef KEL_TYPES_H
+#define KEL_TYPES_H
+
+#include "kelvarn.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef enum KelTypeKind {
+    KEL_KIND_BOOLEAN = 1,
+    KEL_KIND_NULL,
+    KEL_KIND_INTEGER,
+    KEL_KIND_ENUMERATED
+} KelTypeKind;
+
+/* One tag in the three forms of the BER primitives. */
+typedef struct KelTag {
+    uint32_t header;      /* encoder header form, constructed bit included */
+    uint32_t match;       /* decoder match form */
+    uint16_t classNumber; /* class in the two high bits, number in the low 14 */
+    uint8_t constructed;
+} KelTag;
+
+/* Identifier octets of a tag, for numbers up to 16383: the first octet, and
+ * the one or two octets of a number above 30. */
+#define KEL_TAG_FIRST_(cls, cons, n) \
+    ((((cls) >> 8) & 0xC0u) | ((cons) ? 0x20u : 0u) | ((n) <= 30 ? (uint32_t)(n) : 0x1Fu))
+#define KEL_TAG_HEADER_(cls, cons, n)                                                        \
+    ((n) <= 30    ? KEL_TAG_FIRST_(cls, cons, n)                                             \
+     : (n) < 128 ? (KEL_TAG_FIRST_(cls, cons, n) << 8 | (uint32_t)(n))                      \
+                 : (KEL_TAG_FIRST_(cls, cons, n) << 16 | (0x80u | (uint32_t)(n) >> 7) << 8 | \
+                    ((uint32_t)(n) & 0x7Fu)))
+#define KEL_TAG_MATCH_(cls, cons, n)                                                         \
+    ((n) <= 30    ? KEL_TAG_FIRST_(cls, cons, n)                                             \
+     : (n) < 128 ? (KEL_TAG_FIRST_(cls, cons, n) | (uint32_t)(n) << 8)                      \
+                 : (KEL_TAG_FIRST_(cls, cons, n) | (0x80u | (uint32_t)(n) >> 7) << 8 |       \
+                    ((uint32_t)(n) & 0x7Fu) << 16))
+
+/* A tag record from class (KEL_CLASS_*), constructed flag and number. */
+#define KEL_TAG(cls, cons, n) \
+    { KEL_TAG_HEADER_(cls, cons, n), KEL_TAG_MATCH_(cls, cons, n), (uint16_t)((cls) | (n)), (cons) }
+
+/* Universal tags of the simple types. */
+#define KEL_TAG_BOOLEAN KEL_TAG(0x0000u, 0, 1)
+#define KEL_TAG_INTEGER KEL_TAG(0x0000u, 0, 2)
+#define KEL_TAG_NULL KEL_TAG(0x0000u, 0, 5)
+#define KEL_TAG_ENUMERATED KEL_TAG(0x0000u, 0, 10)
+
+/* Tags of one type, outermost first; explicit tags stand before the
+ * type's own.  A count of 0 is an untagged type (a CHOICE). */
+#define KEL_MAX_TAGS 4
+
+/* A name of an ENUMERATED or INTEGER type with its number. */
+typedef struct KelNamedNumber {
+    const char *name;
+    int64_t value;
+} KelNamedNumber;
+
+/* Flags of a description. */
+#define KEL_DESC_SIGNED 0x1u     /* integers: signed memory form */
+#define KEL_DESC_LOWER 0x2u      /* `lower` is a bound */
+#define KEL_DESC_UPPER 0x4u      /* `upper` is a bound */
+#define KEL_DESC_EXTENSIBLE 0x8u /* constraint or enumeration has an ellipsis */
+
+typedef struct KelTypeDesc {
+    const char *name;
+    uint8_t kind;     /* KelTypeKind */
+    uint8_t tagCount;
+    KelTag tags[KEL_MAX_TAGS];
+    uint8_t width;    /* integers: octets of the memory form, 1, 2, 4 or 8 */
+    uint8_t flags;    /* KEL_DESC_* */
+    uint16_t offset;  /* of the value in the parent record; 0 for a PDU */
+    uint32_t size;    /* octets of the value in memory */
+    int64_t lower, upper;
+    const KelNamedNumber *names; /* ENUMERATED: the enumeration; INTEGER: named numbers */
+    uint32_t nameCount;
+} KelTypeDesc;
+
+/* One PDU: the names that world->pduEntry points at, and the type. */
+typedef struct KelPduDesc {
+    KelPduNames names;
+    const KelTypeDesc *type;
+} KelPduDesc;
+
+/* A code file.  PDU numbers count from 1: PDU n is pdus[n - 1]. */
+typedef struct KelCodeFile {
+    KelControlTable control; /* first, so that world->ctlTbl leads here */
+    const char *module;
+    int32_t pduCount;
+    const KelPduDesc *pdus;
+} KelCodeFile;
+
+/* The code file a world was opened on. */
+static inline const KelCodeFile *kel_world_codefile(const KelGlobal *world)
+{
+    return (const KelCodeFile *)world->ctlTbl;
+}
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* KEL_TYPES_H */

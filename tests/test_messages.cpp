@@ -1,0 +1,404 @@
+// test_messages.cpp - the message table, the return code texts, the failure
+// path (recording in the top world, jumps, the checker's shortcut) and the
+// formatter (placeholders, trail, position, overflow into extErrMsg).
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "counting_alloc.h"
+#include "harness.h"
+#include "internal.h"
+
+namespace {
+
+using kel_test::BriefWorld;
+using kel_test::CountingAllocator;
+using kel_test::in_frame;
+
+constexpr int kDecoder = kel::kPhaseDecoder;
+constexpr int kEncoder = kel::kPhaseEncoder;
+
+// The text that a failing primitive leaves, with its return code.
+struct Outcome {
+    int code;
+    std::string text;
+};
+
+template <class Body> Outcome fail_in(KelGlobal *world, int phase, Body body) {
+    int code = in_frame(world, phase, body);
+    return {code, world->errMsg};
+}
+
+TEST(MessagesTable, SpotRows) {
+    EXPECT_STREQ(kelErrMsgs[0].text, "0000I: No message");
+    EXPECT_EQ(kelErrMsgs[0].code, 0);
+    EXPECT_EQ(kelErrMsgs[0].type, 0x40u);
+    EXPECT_STREQ(kelErrMsgs[1].text, "0001S: Output buffer too small; total buffer size: ");
+    EXPECT_EQ(kelErrMsgs[1].code, 1);
+    EXPECT_EQ(kelErrMsgs[1].type, 0x23u);
+    EXPECT_STREQ(kelErrMsgs[45].text, "0081S: End of input reached before message was fully decoded");
+    EXPECT_EQ(kelErrMsgs[45].code, 4);
+    EXPECT_STREQ(kelErrMsgs[103].text, "0033E: Tag mismatch or tag not expected: ");
+    EXPECT_EQ(kelErrMsgs[103].type, 0x2u);
+    EXPECT_STREQ(kelErrMsgs[185].text,
+                 "E0178E: The number of bits is not multiple of eight in the bitstring's segment #");
+    EXPECT_EQ(kelErrMsgs[291].code, 133);
+    EXPECT_STREQ(kelErrMsgs[310].text, "0358S: Partial decoding stopped by user callback return code ");
+    EXPECT_EQ(kelErrMsgs[317].type, 0x29u);
+    EXPECT_STREQ(kelErrMsgs[319].text, "X999I: Hindmost message");
+    EXPECT_EQ(kelErrMsgs[319].code, 0);
+    EXPECT_EQ(kelErrMsgs[319].type, 0x40u);
+    for (int i = 0; i < KEL_MESSAGE_COUNT; ++i)
+        ASSERT_NE(kelErrMsgs[i].text, nullptr) << i;
+}
+
+TEST(MessagesReturnCodes, Texts) {
+    EXPECT_STREQ(kelDescribeReturnCode(nullptr, 0), "Success");
+    EXPECT_STREQ(kelDescribeReturnCode(nullptr, 8), "Out of memory");
+    EXPECT_STREQ(kelDescribeReturnCode(nullptr, 132),
+                 "ASN.1 compiling of the input ASN.1 syntax failed due to error reading or writing files");
+    EXPECT_NE(std::strstr(kelDescribeReturnCode(nullptr, 7), "causes:\n1. In general"), nullptr);
+    EXPECT_EQ(kelDescribeReturnCode(nullptr, 87), nullptr); // a gap in the numbering
+    EXPECT_EQ(kelDescribeReturnCode(nullptr, 133), nullptr);
+    EXPECT_EQ(kelDescribeReturnCode(nullptr, -1), nullptr);
+}
+
+TEST(MessagesReturnCodes, NineAndTenFollowThePhase) {
+    BriefWorld world;
+    EXPECT_EQ(std::strncmp(kelDescribeReturnCode(nullptr, 9), "Encoder: Choice selector", 24), 0);
+    EXPECT_EQ(std::strncmp(kelDescribeReturnCode(nullptr, 10), "Decoder: Implementation limit", 29), 0);
+    world->phase = kEncoder;
+    EXPECT_STREQ(kelDescribeReturnCode(world.get(), 9), "Choice selector is out of range");
+    EXPECT_EQ(std::strncmp(kelDescribeReturnCode(world.get(), 10), "OBJECT IDENTIFIER value", 23), 0);
+    world->phase = kDecoder;
+    EXPECT_STREQ(kelDescribeReturnCode(world.get(), 9),
+                 "The PDU number that you specified does not match the tag found in the encoded data");
+    EXPECT_STREQ(kelDescribeReturnCode(world.get(), 10),
+                 "Implementation limit exceeded.  For example, an integer value was too great");
+}
+
+TEST(MessagesFormat, TagsWithExpectedTag) {
+    BriefWorld world;
+    Outcome out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 103, 0x00020004); });
+    EXPECT_EQ(out.code, 5);
+    EXPECT_EQ(world->errorCode, 5);
+    EXPECT_EQ(out.text, "D0033E: Tag mismatch or tag not expected: [UNIVERSAL 4] (expected tag [UNIVERSAL 2]).\n");
+
+    out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 115, 0xC0058003); });
+    EXPECT_EQ(out.text, "D0047E: Tag not recognized: [3] (expected tag [PRIVATE 5]).\n");
+    out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 115, 0x7FFF); });
+    EXPECT_EQ(out.text, "D0047E: Tag not recognized: [APPLICATION 16383].\n");
+}
+
+TEST(MessagesFormat, NumbersRealsStringsCharacters) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    // kind 3: signed 32-bit or 64-bit; kind 4 unsigned
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 7, 0xFFFFFFFF); }).text,
+              "E0009S: Out-of-range CHOICE selector: -1.\n");
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_llerror(w, 7, 0x8000000000000000ull); }).text,
+              "E0009S: Out-of-range CHOICE selector: -9223372036854775808.\n");
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 11, 0xFFFFFFFF); }).text,
+              "E0023E: Integer or enumerated value too long: 4294967295.\n");
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_llerror(w, 11, ~0ull); }).text,
+              "E0023E: Integer or enumerated value too long: 18446744073709551615.\n");
+    // kind 5: a real
+    EXPECT_EQ(fail_in(w, 6 + 1, [&] { _kel_varn_real_error(w, 17, 2.5); }).text,
+              " 0061S: Single value constraint violated, value = 2.5.\n");
+    // kinds 6 and 9: quoted and bare strings
+    Outcome quoted = fail_in(w, kEncoder, [&] { _kel_varn_error(w, 53, "PER"); });
+    EXPECT_EQ(quoted.code, 23);
+    EXPECT_EQ(quoted.text, "E0103S: The requested encoding rules were not linked: 'PER'.\n");
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_varn_error(w, 312, "'}'"); }).text,
+              "D0361S: Unknown token found, expecting '}'.\n");
+    // kind 7: printable characters quoted, others as four octets
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 29, 'A'); }).text,
+              "E0064S: Permitted alphabet constraint violated, bad character: 'A'.\n");
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 29, 0x1F600); }).text,
+              "E0064S: Permitted alphabet constraint violated, bad character: {0,1,246,0}.\n");
+    // an unknown message number is reported as an internal error
+    Outcome unknown = fail_in(w, kEncoder, [&] { _kel_enc_error(w, 320, 0); });
+    EXPECT_EQ(unknown.code, 18);
+    EXPECT_EQ(unknown.text, "E0056S: This error cannot happen; inform KEL, code = 320.\n");
+}
+
+TEST(MessagesFormat, CountedStringsAndHugeIntegers) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    const unsigned char text[] = {'a', 'b', 'c'};
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 19, text, 3); }).text,
+              "E0061S: Single value constraint violated, value = 'abc'.\n");
+    // a string argument is quoted even on a numeric row
+    const unsigned char positive[] = {0x80, 0x01};
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 23, positive, 2); }).text,
+              "E0062S: Value range constraint violated, value = '0x08001'.\n");
+    const unsigned char negative[] = {0xFF, 0x7A};
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 2); }).text,
+              "E0062S: Value range constraint violated, value = '0xFF7A'.\n");
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 0); }).text,
+              "E0062S: Value range constraint violated, value = ''.\n");
+}
+
+TEST(MessagesFailurePath, UserStopCodesStartAt1024) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    Outcome low = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 310, 7); });
+    EXPECT_EQ(low.code, 1024);
+    EXPECT_EQ(w->errorCode, 1024);
+    EXPECT_EQ(low.text, "D0358S: Partial decoding stopped by user callback return code 7.\n");
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 310, 2000); }).code, 2000);
+}
+
+TEST(MessagesFailurePath, CheckerJumpsWithTheMessageNumber) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    EXPECT_EQ(fail_in(w, kel::kPhaseChecker, [&] { _kel_enc_error(w, 45, 0); }), (Outcome{45, ""}).code);
+    EXPECT_STREQ(w->errMsg, "");
+    EXPECT_EQ(in_frame(w, kDecoder, [&] { _kel_con_error(w, 36, 9); }), 36);
+    EXPECT_STREQ(w->errMsg, "");
+}
+
+TEST(MessagesFailurePath, NoMessageBufferStillJumps) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    int code = in_frame(w, kDecoder, [&] {
+        w->errMsgPtr = nullptr;
+        _kel_enc_error(w, 45, 0);
+    });
+    EXPECT_EQ(code, 4);
+    EXPECT_EQ(w->errorCode, 4);
+    EXPECT_STREQ(w->errMsg, "");
+}
+
+TEST(MessagesFailurePath, PushedWorldReportsInTopWorld) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    KelGlobal inner;
+    std::memset(&inner, 0, sizeof inner);
+    inner.parentWorld = w; // no recovery point, no buffer, no phase of its own
+    Outcome out = fail_in(w, kDecoder, [&] { _kel_enc_error(&inner, 45, 0); });
+    EXPECT_EQ(out.code, 4);
+    EXPECT_EQ(w->errorCode, 4);
+    EXPECT_EQ(out.text, "D0081S: End of input reached before message was fully decoded.\n");
+    EXPECT_STREQ(inner.errMsg, "");
+}
+
+int g_hookMessage;
+int record_hook(KelGlobal *, int message, void *, void *) {
+    g_hookMessage = message;
+    return 0;
+}
+int other_hook(KelGlobal *, int, void *, void *) {
+    g_hookMessage = -1;
+    return 0;
+}
+
+TEST(MessagesFailurePath, ApiErrorReturnsAndRunsPostHook) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    w->errMsgPtr = w->errMsg;
+    w->phase = kEncoder;
+    w->ext->encPostHook = record_hook;
+    w->ext->decPostHook = other_hook;
+    g_hookMessage = 0;
+    EXPECT_EQ(_kel_varn_api_error(w, 38, 0), 21);
+    EXPECT_EQ(g_hookMessage, 0); // hooks only with debug flag 0x40
+    EXPECT_STREQ(w->errMsg, "E0074S: NULL function pointer in the control table.\n");
+    w->ext->debugFlags = 0x40;
+    EXPECT_EQ(_kel_varn_api_error(w, 5, 17), 7);
+    EXPECT_EQ(g_hookMessage, 5);
+    w->phase = kDecoder;
+    _kel_varn_api_error(w, 45, 0);
+    EXPECT_EQ(g_hookMessage, -1);
+}
+
+TEST(MessagesFormat, TrailAndPduLine) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    const KelTrailInfo field{"number", "INTEGER", 2};
+    const KelTrailInfo element{"", "Item", 10};
+    const KelTrailInfo inner{"Inner", "InnerType", 3};
+    KelTrailNode n3{nullptr, &inner, 0};
+    KelTrailNode n2{&n3, &element, 3};
+    KelTrailNode n1{&n2, &field, 0};
+    KelTrailHead head{&n1};
+    const KelPduNames names{"Outer", "OuterType"};
+    w->trail = &head;
+    w->pduNumber = 2;
+    w->pduEntry = &names;
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 95, 0); }).text,
+              "D0022E: Integer or enumerated value needlessly long; check field 'number' (type: "
+              "INTEGER) of element #3 (type: Item) of PDU 'Inner' (type: InnerType) of PDU #2 "
+              "'Outer'.\n");
+    // a generated reference name gives way to the type name
+    const KelPduNames generated{"Mod1#Outer", "OuterType"};
+    w->pduEntry = &generated;
+    w->trail = nullptr;
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 95, 0); }).text,
+              "D0022E: Integer or enumerated value needlessly long; check PDU #2 'OuterType'.\n");
+    w->pduEntry = nullptr;
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 95, 0); }).text,
+              "D0022E: Integer or enumerated value needlessly long; check PDU #2.\n");
+    // rows with 0x40 have no trail
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 3, 9); }).text,
+              "D0003S: PDU number not in range: 9.\n");
+}
+
+TEST(MessagesFormat, PositionInTextInput) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    static const unsigned char xml[] = "<a>\n  <b>x";
+    w->encRules = KEL_EXER;
+    w->inPos = const_cast<unsigned char *>(xml);
+    w->inRemaining = 9; // up to the 'x'
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 211, 0); }).text,
+              "D0214S: XML tag expected; check PDU at line 2 position 6.\n");
+    w->pduNumber = 1;
+    w->inRemaining = 2;
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 211, 0); }).text,
+              "D0214S: XML tag expected; check PDU #1 at line 1 position 2.\n");
+    // encoders and binary rules print no position
+    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 211, 0); }).text,
+              "E0214S: XML tag expected; check PDU #1.\n");
+    w->encRules = KEL_BER;
+    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 211, 0); }).text,
+              "D0214S: XML tag expected; check PDU #1.\n");
+}
+
+// A world whose every allocation is counted, closed with kelterm.
+struct CountedWorld {
+    KelGlobal world;
+    KelControlTable table{};
+    long baseline;
+    CountedWorld() {
+        CountingAllocator::reset();
+        baseline = CountingAllocator::live;
+        KelRawMalloc savedMalloc = mallocp;
+        KelRawFree savedFree = freep;
+        mallocp = CountingAllocator::raw_malloc;
+        freep = CountingAllocator::raw_free;
+        std::memset(&world, 0, sizeof world);
+        kelbriefinit(&world);
+        mallocp = savedMalloc;
+        freep = savedFree;
+        world.ctlTbl = &table; // so that kelterm closes it like an opened world
+    }
+    long extra() const { return CountingAllocator::live - baseline; }
+};
+
+// A trail of 40 fields with long names: far more than 512 characters.
+struct LongTrail {
+    KelTrailInfo info{"a_rather_long_field_name_for_the_trail", "SomeLongTypeName", 1};
+    KelTrailNode nodes[40];
+    KelTrailHead head{nodes};
+    LongTrail() {
+        for (int i = 0; i < 40; ++i)
+            nodes[i] = {i + 1 < 40 ? &nodes[i + 1] : nullptr, &info, 0};
+    }
+};
+
+TEST(MessagesOverflow, LongTextKeptWholeAndReleased) {
+    CountedWorld counted;
+    KelGlobal *w = &counted.world;
+    LongTrail trail;
+    KelPduNames names{"Top", "TopType"};
+    w->trail = &trail.head;
+    w->pduNumber = 1;
+    w->pduEntry = &names;
+    Outcome out = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    EXPECT_EQ(out.code, 4);
+    ASSERT_EQ(out.text.size(), 511u);
+    EXPECT_EQ(out.text.substr(508), "...");
+    const char *whole = kelGetErrMsg(w);
+    ASSERT_NE(whole, w->errMsg);
+    std::string full = whole;
+    EXPECT_GT(full.size(), 1500u);
+    EXPECT_EQ(full.compare(0, 508, out.text, 0, 508), 0);
+    EXPECT_EQ(full.substr(full.size() - 24), "of PDU #1 'Top'.\n" + std::string()) ;
+    EXPECT_EQ(counted.extra(), 2); // the extension and the long text
+
+    // the next failure releases it
+    w->trail = nullptr;
+    out = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    EXPECT_EQ(kelGetErrMsg(w), w->errMsg);
+    EXPECT_EQ(counted.extra(), 1);
+
+    // and so does kelterm
+    w->trail = &trail.head;
+    fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    EXPECT_EQ(counted.extra(), 2);
+    kelterm(w);
+    EXPECT_EQ(counted.extra(), 0);
+}
+
+TEST(MessagesOverflow, AllocationFailureKeepsTheCutText) {
+    CountedWorld counted;
+    KelGlobal *w = &counted.world;
+    LongTrail trail;
+    w->trail = &trail.head;
+    w->pduNumber = 1;
+    CountingAllocator::reset(1); // the next allocation fails
+    Outcome out = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    CountingAllocator::reset();
+    EXPECT_EQ(out.code, 4);
+    EXPECT_EQ(out.text.size(), 511u);
+    EXPECT_EQ(kelGetErrMsg(w), w->errMsg);
+    kelterm(w);
+    EXPECT_EQ(counted.extra(), 0);
+}
+
+std::string g_printed;
+int capture_vprint(FILE *, const char *format, va_list args) {
+    char line[2048];
+    int n = std::vsnprintf(line, sizeof line, format, args);
+    g_printed += line;
+    return n;
+}
+int capture_print(FILE *, const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    int n = capture_vprint(nullptr, format, args);
+    va_end(args);
+    return n;
+}
+
+TEST(MessagesApiError, FormatsAndEchoes) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    long size = 5;
+    EXPECT_EQ(kel_apiError(w, w->errMsg, 1, 'D', &size), 1u);
+    EXPECT_STREQ(w->errMsg, "D0001S: Output buffer too small; total buffer size: 5.\n");
+    EXPECT_EQ(kel_apiError(w, w->errMsg, 53, 'E', const_cast<char *>("PER")), 23u);
+    EXPECT_STREQ(w->errMsg, "E0103S: The requested encoding rules were not linked: 'PER'.\n");
+
+    // echoed through kelPrint when the rule's debug bit is on
+    w->ext->userVprint = capture_vprint;
+    g_printed.clear();
+    kel_apiError(w, w->errMsg, 4, 'D', nullptr);
+    EXPECT_EQ(g_printed, "");
+    w->decodingFlags = DEBUGPDU;
+    kel_apiError(w, w->errMsg, 4, 'D', nullptr);
+    EXPECT_EQ(g_printed, "D0006S: Unexpected NULL pointer as argument to encoder/decoder.\n");
+}
+
+TEST(MessagesPrint, ChannelsOfKelPrint) {
+    BriefWorld world;
+    KelGlobal *w = world.get();
+    // an application's print function gets the whole text, however long
+    w->asn1prnt = capture_print;
+    g_printed.clear();
+    std::string longLine(1500, 'x');
+    EXPECT_EQ(kelPrint(w, "%s|%d", longLine.c_str(), 42), 1503);
+    EXPECT_EQ(g_printed, longLine + "|42");
+    // a user vprint function takes precedence
+    w->ext->userVprint = capture_vprint;
+    w->asn1prnt = nullptr;
+    g_printed.clear();
+    kelPrint(w, "%s=%u", "n", 7u);
+    EXPECT_EQ(g_printed, "n=7");
+}
+
+} // namespace
