@@ -198,6 +198,7 @@ static void term_world(KelGlobal *world, bool full) {
             ext->extFree(ext->extErrMsg);
         }
         ext->extFree(ext);
+        world->ext = nullptr; // a closed world must be opened again before use
     }
     if (world->savedOut) {
         fclose(world->asn1out);

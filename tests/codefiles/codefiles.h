@@ -21,6 +21,7 @@ int kel_codefile_free(KelGlobal *world, int pdu, void *value);
 
 /* The code files. */
 extern const KelCodeFile kel_typeszoo_codefile;
+extern const KelCodeFile kel_tagged_codefile;
 
 /* The linked code file of an ASN.1 module, or null. */
 const KelCodeFile *kel_codefile_find(const char *module);

@@ -8,6 +8,7 @@
 
 static const KelCodeFile *const codefiles[] = {
     &kel_typeszoo_codefile,
+    &kel_tagged_codefile,
 };
 
 const KelCodeFile *kel_codefile_find(const char *module)

@@ -1,0 +1,213 @@
+// tags.cpp - BER identifier and length octets: the backward writers of tags,
+// lengths and whole headers, the readers of tags and lengths with the tag
+// match of generated decoders, and the raw octet readers under them.
+
+#include <cstring>
+
+#include "ber.h"
+#include "internal.h"
+#include "kelvarn_ber.h"
+
+namespace {
+
+bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE_RELAXED) != 0; }
+
+[[noreturn]] void end_of_input(KelGlobal *world) {
+    _kel_enc_error(world, kel::kMsgEndOfInput, 0);
+}
+
+inline uint8_t next_octet(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    if (*rem <= 0)
+        end_of_input(world);
+    --*rem;
+    return *(*pos)++;
+}
+
+// The class and number form of a tag given in match form: first identifier
+// octet in the low byte, continuation octets in the bytes above it.
+uint16_t match_to_class_number(uint32_t tag) {
+    const uint32_t first = tag & 0xFF;
+    uint32_t number = first & 0x1F;
+    if (number == 0x1F) {
+        number = 0;
+        for (uint32_t shift = 8; shift < 32; shift += 8) {
+            const uint32_t octet = (tag >> shift) & 0xFF;
+            number = number << 7 | (octet & 0x7F);
+            if (!(octet & 0x80))
+                break;
+        }
+    }
+    return static_cast<uint16_t>((first & 0xC0) << 8 | (number & 0x3FFF));
+}
+
+// The long form of a length whose first octet is `first` (above 0x80), as
+// the tag match reads it: all length octets are taken at once, leading zero
+// octets of an over-long form are passed, and the value must fit 31 bits.
+int32_t long_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t first) {
+    uint32_t count = first & 0x7F;
+    *rem -= static_cast<int32_t>(count) + 1;
+    if (*rem < 0)
+        end_of_input(world);
+    const unsigned char *p = *pos + 1;
+    *pos += count + 1;
+    if (count > 4)
+        for (; count && *p == 0; --count)
+            ++p;
+    if (count > 4 || (count == 4 && (p[0] & 0x80)))
+        _kel_enc_error(world, kel::kMsgLengthTooLong, count);
+    uint32_t length = 0;
+    for (uint32_t i = 0; i < count; ++i)
+        length = length << 8 | p[i];
+    if (static_cast<uint32_t>(*rem) < length)
+        end_of_input(world);
+    return static_cast<int32_t>(length);
+}
+
+} // namespace
+
+extern "C" {
+
+int _kel_encd_tag(KelGlobal *world, unsigned char **pos, int32_t *rem, uint16_t tag,
+                  uint8_t constructed) {
+    kel::BackwardOctets<3> octets;
+    uint32_t first = ((tag >> 8) & 0xC0) | (constructed ? 0x20 : 0);
+    const uint32_t number = tag % 16384;
+    if (number <= 30) {
+        octets.push(first | number);
+    } else {
+        octets.push(number & 0x7F);
+        if (number >= 128)
+            octets.push(0x80 | (number >> 7));
+        octets.push(first | 0x1F);
+    }
+    return kel::emit_below(world, pos, rem, octets.data(), octets.size());
+}
+
+int _kel_encd_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t length) {
+    kel::BackwardOctets<5> octets;
+    if (length > 127) {
+        uint32_t count = 0;
+        for (; length; length >>= 8, ++count)
+            octets.push(length & 0xFF);
+        octets.push(0x80 | count);
+    } else {
+        octets.push(length);
+    }
+    return kel::emit_below(world, pos, rem, octets.data(), octets.size());
+}
+
+int _kel_encd_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t length,
+                         uint32_t tag) {
+    kel::BackwardOctets<8> octets;
+    kel::ber::push_header(octets, length, tag);
+    return kel::emit_below(world, pos, rem, octets.data(), octets.size());
+}
+
+int _kel_encd_tag_length2(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t length,
+                          uint32_t innerTag, uint32_t outerTag) {
+    kel::BackwardOctets<16> octets;
+    kel::ber::push_header(octets, length, innerTag);
+    kel::ber::push_header(octets, length + octets.size(), outerTag);
+    return kel::emit_below(world, pos, rem, octets.data(), octets.size());
+}
+
+uint8_t _kel_get_byte(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    return next_octet(world, pos, rem);
+}
+
+void _kel_get_bytes(KelGlobal *world, unsigned char **pos, int32_t *rem, void *dest, int32_t n) {
+    if (n <= 0)
+        return;
+    if (*rem < n)
+        end_of_input(world);
+    std::memcpy(dest, *pos, static_cast<size_t>(n));
+    *pos += n;
+    *rem -= n;
+}
+
+uint8_t _kel_preview_byte(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    if (*rem <= 0)
+        end_of_input(world);
+    return **pos;
+}
+
+uint16_t _kel_dec_tag(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    world->inLimit = *pos;
+    world->tagStartRemaining = *rem;
+    const uint8_t first = next_octet(world, pos, rem);
+    world->bitOffset = first & 0x20;
+    const uint32_t cls = static_cast<uint32_t>(first & 0xC0) << 8;
+    if ((first & 0x1F) != 0x1F)
+        return static_cast<uint16_t>(cls | (first & 0x1F));
+    uint32_t number = 0;
+    uint8_t octet;
+    do {
+        octet = next_octet(world, pos, rem);
+        if (number > 127)
+            _kel_enc_error(world, kel::kMsgTagTooLong, number);
+        number = number << 7 | (octet & 0x7F);
+    } while (octet & 0x80);
+    if (number <= 30 && (!relaxed(world) || world->encRules == KEL_DER))
+        _kel_enc_error(world, kel::kMsgTagNeedlesslyLong, number);
+    return static_cast<uint16_t>(cls | number);
+}
+
+int32_t _kel_dec_length(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    const uint8_t first = next_octet(world, pos, rem);
+    if (first == 0x80)
+        return -1;
+    uint32_t length = first;
+    if (first > 0x80) {
+        length = 0;
+        for (uint32_t count = first & 0x7F; count; --count) {
+            if (length & 0xFF000000u)
+                _kel_enc_error(world, kel::kMsgLengthTooLong, length);
+            length = length << 8 | next_octet(world, pos, rem);
+        }
+    }
+    // An encoder re-reads lengths of finished values in buffers it knows no
+    // size of, so only decoders hold the length against the input.
+    if (world->phase > kel::kPhaseEncoder && length > static_cast<uint32_t>(*rem))
+        end_of_input(world);
+    return static_cast<int32_t>(length);
+}
+
+int32_t _kel_dec_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t tag) {
+    if (tag != 0) {
+        world->inLimit = *pos;
+        world->tagStartRemaining = *rem;
+        uint8_t octet = next_octet(world, pos, rem);
+        world->bitOffset = octet & 0x20;
+        bool match = ((octet ^ tag) & 0xDF) == 0;
+        if (match && (tag & 0x1F) == 0x1F) {
+            for (uint32_t shift = 8; shift < 32; shift += 8) {
+                octet = next_octet(world, pos, rem);
+                if (octet != ((tag >> shift) & 0xFF)) {
+                    match = false;
+                    break;
+                }
+                if (!(octet & 0x80))
+                    break;
+            }
+        }
+        if (!match) {
+            // Another encoding of the expected tag passes only where a
+            // needlessly long form is allowed.
+            const uint16_t expected = match_to_class_number(tag);
+            *pos = world->inLimit;
+            *rem = world->tagStartRemaining;
+            const uint16_t found = _kel_dec_tag(world, pos, rem);
+            if (found != expected || !relaxed(world) || world->encRules == KEL_DER)
+                _kel_enc_error(world, kel::kMsgTagMismatch,
+                               static_cast<uint32_t>(expected) << 16 | found);
+        }
+    }
+    const uint8_t first = _kel_preview_byte(world, pos, rem);
+    if (first > 0x80)
+        return long_length(world, pos, rem, first);
+    ++*pos;
+    --*rem;
+    return static_cast<int8_t>(first);
+}
+
+} // extern "C"

@@ -1,0 +1,219 @@
+// outmem.cpp - the block chain that records all memory of a running call.
+//
+// Every item an encoder or decoder takes is stored in a KelOutBlock (60 item
+// slots); the first block lies inline in the world, further ones are linked
+// behind it.  A failure releases the chain, last item first, without any
+// unwinding.  With a caller's output buffer no item is taken: pieces are cut
+// off the front of the buffer instead.
+#include <cstring>
+
+#include "memory.h"
+
+namespace {
+
+using kel::kMsgBufferTooSmall;
+using kel::kMsgOutOfMemory;
+
+// Stores a new item of `size` octets from `alloc` in the next slot of the
+// tail.  A full tail gets a successor block from the same allocator.  The
+// item is counted even when it is null: the caller tests it.
+void *chain_add(KelGlobal *world, KelGetMem alloc, size_t size) {
+    KelOutBlock *tail = world->outQueueTail;
+    if (tail->count >= KEL_OUTBLOCK_ITEMS) [[unlikely]] {
+        auto *block = static_cast<KelOutBlock *>(alloc(world, sizeof(KelOutBlock)));
+        if (!block)
+            _kel_enc_error(world, kMsgOutOfMemory, sizeof(KelOutBlock));
+        block->count = 0;
+        block->next = nullptr;
+        tail->next = block;
+        world->outQueueTail = tail = block;
+    }
+    void *item = alloc(world, size);
+    tail->items[tail->count++] = item;
+    return item;
+}
+
+// Releases the items of `block` from its last one down to slot `from`,
+// skipping null slots.
+void release_items(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem release) {
+    for (int i = block->count - 1; i >= from; --i)
+        if (block->items[i])
+            release(world, block->items[i]);
+}
+
+// Releases, newest first, every item from slot `from` of `block` on and all
+// blocks behind it; `block` becomes the tail with `from` items.  The blocks
+// behind are reversed in place first, so the walk backward needs no back
+// pointers and stays linear.
+void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem release) {
+    KelOutBlock *reversed = nullptr;
+    for (KelOutBlock *b = block->next; b;) {
+        KelOutBlock *next = b->next;
+        b->next = reversed;
+        reversed = b;
+        b = next;
+    }
+    while (reversed) {
+        KelOutBlock *older = reversed->next;
+        release_items(world, reversed, 0, release);
+        release(world, reversed);
+        reversed = older;
+    }
+    release_items(world, block, from, release);
+    for (int i = from; i < block->count; ++i)
+        block->items[i] = nullptr;
+    block->count = static_cast<int16_t>(from);
+    block->next = nullptr;
+    world->outQueueTail = block;
+}
+
+// Decoder pieces: `n` octets (already rounded by the caller) cut off the
+// caller's area, or a new item from getMem.  Zero octets of library memory
+// are a null pointer without an item.
+void *take_piece(KelGlobal *world, uint32_t n) {
+    if (world->userBuffer) {
+        if (world->outRemaining < 0 || static_cast<uint32_t>(world->outRemaining) < n)
+            _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
+        unsigned char *p = world->outPos;
+        world->outRemaining -= static_cast<int32_t>(n);
+        world->outPos = p + n;
+        return p;
+    }
+    if (n == 0)
+        return nullptr;
+    world->memTotal += n;
+    void *p = chain_add(world, world->getMem, n);
+    if (!p)
+        _kel_enc_error(world, kMsgOutOfMemory, n);
+    return p;
+}
+
+uint32_t rounded_size(KelGlobal *world, uint32_t size) {
+    uint32_t n = kel::round8(size);
+    if (n < size) [[unlikely]]
+        _kel_enc_error(world, kMsgOutOfMemory, size);
+    return n;
+}
+
+} // namespace
+
+void kel_forget_chain(KelGlobal *world) {
+    world->outQueue.count = 0;
+    world->outQueue.next = nullptr;
+    world->outQueueTail = &world->outQueue;
+    world->memTotal = 0;
+}
+
+extern "C" {
+
+unsigned char *_kel_enc_getmem(KelGlobal *world) {
+    if (world->userBuffer)
+        _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
+    world->memTotal += KEL_ENC_BLOCK;
+    KelGetMem alloc = kel_in_temp_buffer(world) ? kel_disposable_alloc : world->getMem;
+    void *block = chain_add(world, alloc, KEL_ENC_BLOCK);
+    if (!block)
+        _kel_enc_error(world, kMsgOutOfMemory, KEL_ENC_BLOCK);
+    return static_cast<unsigned char *>(block);
+}
+
+void *_kel_dec_getmem(KelGlobal *world, int32_t size) {
+    uint32_t n = rounded_size(world, static_cast<uint32_t>(size));
+    void *p = take_piece(world, n);
+    if (p)
+        std::memset(p, 0, n);
+    return p;
+}
+
+void *_kel_dec_getmem_internal(KelGlobal *world, uint32_t size) {
+    return take_piece(world, rounded_size(world, size));
+}
+
+void *_kel_dec_getfixmem(KelGlobal *world, int32_t size) {
+    return take_piece(world, static_cast<uint32_t>(size));
+}
+
+void _kel_dec_free(KelGlobal *world, void *p) {
+    if (p)
+        kelFree(world, p);
+}
+
+void _kel_freeMem(KelGlobal *world, KelFreeMem release) {
+    release_from(world, &world->outQueue, 0, release);
+    world->memTotal = 0;
+}
+
+void _kel_releaseMem(KelGlobal *world) {
+    world->memTotal = 0;
+    world->outQueue.count = 0;
+    for (KelOutBlock *b = world->outQueue.next; b;) {
+        KelOutBlock *next = b->next;
+        world->freeMem(world, b);
+        b = next;
+    }
+    world->outQueue.next = nullptr;
+}
+
+void *_kel_get_memory_status(KelGlobal *world, uint32_t *mark) {
+    if (world->userBuffer) {
+        *mark = static_cast<uint32_t>(world->outRemaining);
+        return world->outPos;
+    }
+    *mark = static_cast<uint32_t>(world->outQueueTail->count);
+    return world->outQueueTail;
+}
+
+void _kel_restore_memory(KelGlobal *world, void *block, uint32_t mark) {
+    if (world->userBuffer) {
+        world->outRemaining = static_cast<int32_t>(mark);
+        world->outPos = static_cast<unsigned char *>(block);
+        return;
+    }
+    auto *b = static_cast<KelOutBlock *>(block);
+    int from = static_cast<int>(mark) < b->count ? static_cast<int>(mark) : b->count;
+    release_from(world, b, from, world->freeMem);
+}
+
+void _kel_tell_dec_outmem(KelGlobal *world, uintptr_t mark[3]) {
+    if (world->userBuffer) {
+        mark[0] = reinterpret_cast<uintptr_t>(world->outPos);
+    } else {
+        KelOutBlock *tail = world->outQueueTail;
+        mark[0] = reinterpret_cast<uintptr_t>(&tail->items[tail->count]);
+    }
+    mark[1] = reinterpret_cast<uintptr_t>(world->tempLow);
+    mark[2] = world->memTotal;
+}
+
+void _kel_free_dec_outmem(KelGlobal *world, uintptr_t mark[3]) {
+    if (world->userBuffer) {
+        auto *p = reinterpret_cast<unsigned char *>(mark[0]);
+        world->outRemaining += static_cast<int32_t>(world->outPos - p);
+        world->outPos = p;
+    } else {
+        KelOutBlock *previous = nullptr;
+        for (KelOutBlock *b = &world->outQueue; b; previous = b, b = b->next) {
+            uintptr_t first = reinterpret_cast<uintptr_t>(&b->items[0]);
+            if (mark[0] < first || mark[0] > reinterpret_cast<uintptr_t>(&b->items[KEL_OUTBLOCK_ITEMS]))
+                continue;
+            int slot = static_cast<int>((mark[0] - first) / sizeof(void *));
+            release_from(world, b, slot < b->count ? slot : b->count, world->freeMem);
+            // A block that keeps no item goes too, unless it is the inline one.
+            if (b->count == 0 && previous) {
+                world->freeMem(world, b);
+                previous->next = nullptr;
+                world->outQueueTail = previous;
+            }
+            break;
+        }
+    }
+    world->memTotal = static_cast<uint32_t>(mark[2]);
+    auto *low = reinterpret_cast<unsigned char *>(mark[1]);
+    if (reinterpret_cast<uintptr_t>(low) > reinterpret_cast<uintptr_t>(world->tempList) &&
+        reinterpret_cast<uintptr_t>(low) <= reinterpret_cast<uintptr_t>(world->tempLow))
+        world->tempLow = low;
+    else
+        _kel_tstk_free_blocks(world, low);
+}
+
+} // extern "C"
