@@ -2,7 +2,10 @@
 // caller's buffer, BIT STRING segments), tag and length writers and readers,
 // BOOLEAN and INTEGER, and a randomised round trip of every integer form.
 #include <cstring>
+#include <iterator>
 #include <random>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@ namespace {
 
 using kel_test::in_frame;
 using Octets = std::vector<uint8_t>;
+using Result = std::pair<int, int64_t>; // return code, value read
 
 struct BerPrims : ::testing::Test {
     kel_test::BriefWorld brief;
@@ -28,6 +32,7 @@ struct BerPrims : ::testing::Test {
 
     // Runs backward writers into fresh library memory and joins the blocks.
     template <class Body> Octets encoded(Body body) {
+        world->outQueueTail = &world->outQueue; // as a driver starts a call
         world->userBuffer = 0;
         pos = nullptr;
         rem = 0;
@@ -41,14 +46,32 @@ struct BerPrims : ::testing::Test {
         kelFreeBuf(world, value);
         return out;
     }
+    // The octets of one writer call.
+    template <class Writer, class... Args> Octets one(Writer writer, Args... args) {
+        return encoded([&] { writer(world, &pos, &rem, args...); });
+    }
     // `input` must stay alive and exactly sized, so that a read past its end
     // shows under the address sanitizer.
     void read_from(const Octets &input) {
         in = const_cast<uint8_t *>(input.data());
         inRem = static_cast<int32_t>(input.size());
     }
-    template <class Body> int decode(Body body) { return in_frame(world, kel::kPhaseDecoder, body); }
-    bool message_is(const char *number) const { return std::strncmp(world->errMsg, number, 5) == 0; }
+    template <class Body> int decode(Body body, int phase = kel::kPhaseDecoder) {
+        return in_frame(world, phase, body);
+    }
+    // One reader call on `input`.
+    template <class Reader, class... Args> Result read(const Octets &input, Reader reader, Args... args) {
+        read_from(input);
+        int64_t value = 0;
+        const int rc = decode([&] { value = static_cast<int64_t>(reader(world, &in, &inRem, args...)); });
+        return {rc, value};
+    }
+    // A value decoder on all of `input`.
+    template <class Reader> Result content(const Octets &input, Reader reader) {
+        return read(input, reader, static_cast<int32_t>(input.size()));
+    }
+    // The message's printed number follows the 'E' or 'D' of the phase.
+    bool message_is(const char *number) const { return std::strncmp(world->errMsg + 1, number, 5) == 0; }
 };
 
 Octets cat(Octets a, const Octets &b) {
@@ -63,53 +86,33 @@ Octets pattern(size_t n) {
     return v;
 }
 
-TEST_F(BerPrims, IntegerAndBooleanTlvs) {
-    auto tlv = [&](int32_t v) { return encoded([&] { _kel_encd_int_tl(world, &pos, &rem, v, 0x02); }); };
-    EXPECT_EQ(tlv(0), (Octets{0x02, 0x01, 0x00}));
-    EXPECT_EQ(tlv(-1), (Octets{0x02, 0x01, 0xFF}));
-    EXPECT_EQ(tlv(128), (Octets{0x02, 0x02, 0x00, 0x80}));
-    EXPECT_EQ(tlv(-129), (Octets{0x02, 0x02, 0xFF, 0x7F}));
-    EXPECT_EQ(encoded([&] { _kel_encd_uint_tl(world, &pos, &rem, 0x80000000u, 0x02); }),
-              (Octets{0x02, 0x05, 0x00, 0x80, 0x00, 0x00, 0x00}));
-    EXPECT_EQ(encoded([&] { _kel_encd_ullint_tl(world, &pos, &rem, UINT64_MAX, 0x02); }),
-              (Octets{0x02, 0x09, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
-    EXPECT_EQ(encoded([&] { _kel_encd_llint_tl(world, &pos, &rem, INT64_MIN, 0x9F8148); }),
-              (Octets{0x9F, 0x81, 0x48, 0x08, 0x80, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(encoded([&] { _kel_encd_bool_tl(world, &pos, &rem, 0x81, 1); }),
-              (Octets{0x81, 0x01, 0xFF}));
-    EXPECT_EQ(encoded([&] {
-                  _kel_encd_bool(world, &pos, &rem, 0);
-                  _kel_encd_tag_length(world, &pos, &rem, 1, 0x01);
-              }),
-              (Octets{0x01, 0x01, 0x00}));
-}
+TEST_F(BerPrims, Writers) {
+    EXPECT_EQ(one(_kel_encd_int_tl, 0, 0x02), (Octets{0x02, 0x01, 0x00}));
+    EXPECT_EQ(one(_kel_encd_int_tl, -1, 0x02), (Octets{0x02, 0x01, 0xFF}));
+    EXPECT_EQ(one(_kel_encd_int_tl, 128, 0x02), (Octets{0x02, 0x02, 0x00, 0x80}));
+    EXPECT_EQ(one(_kel_encd_int_tl, -129, 0x02), (Octets{0x02, 0x02, 0xFF, 0x7F}));
+    EXPECT_EQ(one(_kel_encd_uint_tl, 0x80000000u, 0x02), (Octets{0x02, 0x05, 0x00, 0x80, 0x00, 0x00, 0x00}));
+    EXPECT_EQ(one(_kel_encd_llint_tl, INT64_MIN, 0x9F8148), (Octets{0x9F, 0x81, 0x48, 0x08, 0x80, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(one(_kel_encd_bool_tl, 0x81, 1), (Octets{0x81, 0x01, 0xFF}));
+    EXPECT_EQ(one(_kel_encd_bool, 0), (Octets{0x00}));
 
-TEST_F(BerPrims, TagAndLengthWriters) {
-    EXPECT_EQ(encoded([&] { _kel_encd_tag(world, &pos, &rem, KEL_CLASS_CONTEXT | 5, 1); }),
-              (Octets{0xA5}));
-    EXPECT_EQ(encoded([&] { _kel_encd_tag(world, &pos, &rem, KEL_CLASS_APPLICATION | 31, 0); }),
-              (Octets{0x5F, 0x1F}));
-    EXPECT_EQ(encoded([&] { _kel_encd_tag(world, &pos, &rem, KEL_CLASS_PRIVATE | 200, 1); }),
-              (Octets{0xFF, 0x81, 0x48}));
-    EXPECT_EQ(encoded([&] { _kel_encd_length(world, &pos, &rem, 127); }), (Octets{0x7F}));
-    EXPECT_EQ(encoded([&] { _kel_encd_length(world, &pos, &rem, 128); }), (Octets{0x81, 0x80}));
-    EXPECT_EQ(encoded([&] { _kel_encd_length(world, &pos, &rem, 0x10000); }),
-              (Octets{0x83, 0x01, 0x00, 0x00}));
-    EXPECT_EQ(encoded([&] { _kel_encd_tag_length(world, &pos, &rem, 0x100, 0x30); }),
-              (Octets{0x30, 0x82, 0x01, 0x00}));
-    EXPECT_EQ(encoded([&] { _kel_encd_tag_length(world, &pos, &rem, static_cast<uint32_t>(-128), 0x30); }),
-              (Octets{0x30, 0x80}))
-        << "the indefinite form";
-    EXPECT_EQ(encoded([&] { _kel_encd_tag_length2(world, &pos, &rem, 3, 0x04, 0xA1); }),
-              (Octets{0xA1, 0x05, 0x04, 0x03}));
-    EXPECT_EQ(encoded([&] { _kel_encd_tag_length2(world, &pos, &rem, 126, 0x04, 0xBF8148); }),
-              (Octets{0xBF, 0x81, 0x48, 0x81, 0x80, 0x04, 0x7E}));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_CONTEXT | 5, 1), (Octets{0xA5}));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_APPLICATION | 31, 0), (Octets{0x5F, 0x1F}));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_PRIVATE | 200, 1), (Octets{0xFF, 0x81, 0x48}));
+    EXPECT_EQ(one(_kel_encd_length, 127), (Octets{0x7F}));
+    EXPECT_EQ(one(_kel_encd_length, 0x10000), (Octets{0x83, 0x01, 0x00, 0x00}));
+    EXPECT_EQ(one(_kel_encd_tag_length, 0x100, 0x30), (Octets{0x30, 0x82, 0x01, 0x00}));
+    EXPECT_EQ(one(_kel_encd_tag_length, -128, 0x30), (Octets{0x30, 0x80})) << "the indefinite form";
+    EXPECT_EQ(one(_kel_encd_tag_length2, 126, 0x04, 0xBF8148), (Octets{0xBF, 0x81, 0x48, 0x81, 0x80, 0x04, 0x7E}));
+
+    EXPECT_EQ(one(_kel_write_int_d, 10, -2), (Octets{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
+    EXPECT_EQ(one(_kel_write_uint_d, 2, 0xAB1234), (Octets{0x12, 0x34}));
+    EXPECT_EQ(one(_kel_write_subid_d, 0), (Octets{0x00}));
+    EXPECT_EQ(one(_kel_write_subid_d, 0xFFFFFFFF), (Octets{0x8F, 0xFF, 0xFF, 0xFF, 0x7F}));
 
     // Count mode: the same counts, nothing stored.
     world->encodingFlags = DETERMINE_ENC_LENGTH;
-    world->encLength = 0;
-    pos = nullptr;
-    rem = 0;
+    unsigned char *const start = pos;
     int n = 0;
     ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] {
                   n = _kel_encd_tag_length(world, &pos, &rem, 0x10000, 0x9F8148);
@@ -119,17 +122,18 @@ TEST_F(BerPrims, TagAndLengthWriters) {
               0);
     EXPECT_EQ(n, 7 + 4 + 3);
     EXPECT_EQ(world->encLength, 14u);
-    EXPECT_EQ(pos, nullptr);
+    EXPECT_EQ(pos, start);
 }
 
-TEST_F(BerPrims, HeaderStraddlingTwoBlocksJoinsWhole) {
+TEST_F(BerPrims, BlockAndBufferEnds) {
+    // A header straddling two blocks: its last octet stays in the old block.
     const Octets body = pattern(1023);
-    const Octets out = encoded([&] {
-        _kel_write_bytes_d(world, &pos, &rem, body.data(), 1023);
-        ASSERT_EQ(rem, 1);
-        EXPECT_EQ(_kel_encd_tag_length(world, &pos, &rem, 200, 0x04), 3);
-    });
-    EXPECT_EQ(out, cat({0x04, 0x81, 0xC8}, body));
+    EXPECT_EQ(encoded([&] {
+                  _kel_write_bytes_d(world, &pos, &rem, body.data(), 1023);
+                  ASSERT_EQ(rem, 1);
+                  EXPECT_EQ(_kel_encd_tag_length(world, &pos, &rem, 200, 0x04), 3);
+              }),
+              cat({0x04, 0x81, 0xC8}, body));
 
     // Runs of octets over several blocks, in front of a short one.
     const Octets big = pattern(3000);
@@ -139,35 +143,21 @@ TEST_F(BerPrims, HeaderStraddlingTwoBlocksJoinsWhole) {
                   _kel_write_byte_d(world, &pos, &rem, 0x55);
               }),
               cat(cat({0x55}, big), {'t', 'a', 'i', 'l'}));
-}
 
-TEST_F(BerPrims, CallersBufferTooSmallWritesNothingBelowItsStart) {
+    // In the caller's buffer the same header fails, and nothing goes below it.
     uint8_t area[16 + 8];
     std::memset(area, 0xAA, sizeof area);
-    uint8_t *buffer = area + 16;
     world->userBuffer = 1;
     world->memTotal = 8;
-    pos = buffer + 8;
+    pos = area + 16 + 8;
     rem = 8;
-    const int rc = in_frame(world, kel::kPhaseEncoder, [&] {
-        _kel_write_bytes_d(world, &pos, &rem, "1234567", 7);
-        _kel_encd_tag_length(world, &pos, &rem, 200, 0x04);
-    });
-    EXPECT_EQ(rc, 1);
+    EXPECT_EQ(in_frame(world, kel::kPhaseEncoder, [&] {
+                  _kel_write_bytes_d(world, &pos, &rem, "1234567", 7);
+                  _kel_encd_tag_length(world, &pos, &rem, 200, 0x04);
+              }),
+              1);
     EXPECT_TRUE(message_is("0001S")) << world->errMsg;
-    for (int i = 0; i < 16; ++i)
-        ASSERT_EQ(area[i], 0xAA) << i;
-}
-
-TEST_F(BerPrims, RawIntegerAndArcWriters) {
-    EXPECT_EQ(encoded([&] { _kel_write_int_d(world, &pos, &rem, 3, -2); }), (Octets{0xFF, 0xFF, 0xFE}));
-    EXPECT_EQ(encoded([&] { _kel_write_int_d(world, &pos, &rem, 10, -2); }),
-              (Octets{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
-    EXPECT_EQ(encoded([&] { _kel_write_uint_d(world, &pos, &rem, 2, 0xAB1234); }), (Octets{0x12, 0x34}));
-    EXPECT_EQ(encoded([&] { _kel_write_subid_d(world, &pos, &rem, 0); }), (Octets{0x00}));
-    EXPECT_EQ(encoded([&] { _kel_write_subid_d(world, &pos, &rem, 128); }), (Octets{0x81, 0x00}));
-    EXPECT_EQ(encoded([&] { _kel_write_subid_d(world, &pos, &rem, 0xFFFFFFFF); }),
-              (Octets{0x8F, 0xFF, 0xFF, 0xFF, 0x7F}));
+    EXPECT_EQ(Octets(area, area + 16), Octets(16, 0xAA));
 }
 
 TEST_F(BerPrims, BitStringContentsPrimitiveAndSegmented) {
@@ -179,22 +169,16 @@ TEST_F(BerPrims, BitStringContentsPrimitiveAndSegmented) {
     EXPECT_EQ(contents(12), (Octets{0x04, bits[0], static_cast<uint8_t>(bits[1] & 0xF0)}));
     EXPECT_EQ(result, 3);
     EXPECT_EQ(contents(0), (Octets{0x00}));
-    EXPECT_EQ(result, 1);
-
-    const Octets primitive = contents(7992);
+    const Octets full(bits.begin(), bits.begin() + 999);
+    EXPECT_EQ(contents(7992), cat({0x00}, full));
     EXPECT_EQ(result, 1000);
-    EXPECT_EQ(primitive, cat({0x00}, Octets(bits.begin(), bits.begin() + 999)));
 
     // 1 + 999 octets: a full segment, then one holding only the last octet.
-    const Octets full(bits.begin(), bits.begin() + 999);
-    const Octets segmented = contents(8000);
+    EXPECT_EQ(contents(8000), cat(cat({0x03, 0x82, 0x03, 0xE8, 0x00}, full), {0x03, 0x02, 0x00, bits[999]}));
     EXPECT_EQ(result, -1008);
-    EXPECT_EQ(segmented, cat(cat({0x03, 0x82, 0x03, 0xE8, 0x00}, full), {0x03, 0x02, 0x00, bits[999]}));
-
-    const Octets odd = contents(8001);
+    EXPECT_EQ(contents(8001), cat(cat({0x03, 0x82, 0x03, 0xE8, 0x00}, full),
+                                  {0x03, 0x03, 0x07, bits[999], static_cast<uint8_t>(bits[1000] & 0x80)}));
     EXPECT_EQ(result, -1009);
-    EXPECT_EQ(odd, cat(cat({0x03, 0x82, 0x03, 0xE8, 0x00}, full),
-                       {0x03, 0x03, 0x07, bits[999], static_cast<uint8_t>(bits[1000] & 0x80)}));
 
     world->encRules = KEL_DER;
     EXPECT_EQ(contents(8000).size(), 1001u);
@@ -202,232 +186,172 @@ TEST_F(BerPrims, BitStringContentsPrimitiveAndSegmented) {
 }
 
 TEST_F(BerPrims, TagReader) {
-    uint16_t tag = 0;
     const Octets constructed = {0xA5};
-    read_from(constructed);
-    EXPECT_EQ(decode([&] { tag = _kel_dec_tag(world, &in, &inRem); }), 0);
-    EXPECT_EQ(tag, KEL_CLASS_CONTEXT | 5);
+    EXPECT_EQ(read(constructed, _kel_dec_tag), Result(0, KEL_CLASS_CONTEXT | 5));
     EXPECT_EQ(world->bitOffset, 0x20);
     EXPECT_EQ(world->inLimit, constructed.data());
-
-    const Octets big = {0xDF, 0x81, 0x48};
-    read_from(big);
-    EXPECT_EQ(decode([&] { tag = _kel_dec_tag(world, &in, &inRem); }), 0);
-    EXPECT_EQ(tag, KEL_CLASS_PRIVATE | 200);
+    EXPECT_EQ(read({0xDF, 0x81, 0x48}, _kel_dec_tag), Result(0, KEL_CLASS_PRIVATE | 200));
     EXPECT_EQ(world->bitOffset, 0);
-
-    const Octets tooLong = {0x1F, 0x81, 0x80, 0x01};
-    read_from(tooLong);
-    EXPECT_EQ(decode([&] { _kel_dec_tag(world, &in, &inRem); }), 10);
+    EXPECT_EQ(read({0x9F, 0x81}, _kel_dec_tag), Result(4, 0));
+    EXPECT_EQ(read({0x1F, 0x81, 0x80, 0x01}, _kel_dec_tag), Result(10, 0));
     EXPECT_TRUE(message_is("0019E")) << world->errMsg;
 
     const Octets needless = {0x1F, 0x05};
-    read_from(needless);
-    EXPECT_EQ(decode([&] { _kel_dec_tag(world, &in, &inRem); }), 5);
+    EXPECT_EQ(read(needless, _kel_dec_tag), Result(5, 0));
     EXPECT_TRUE(message_is("0018E")) << world->errMsg;
     world->modeBits |= KEL_MODE_RELAXED;
-    read_from(needless);
-    EXPECT_EQ(decode([&] { tag = _kel_dec_tag(world, &in, &inRem); }), 0);
-    EXPECT_EQ(tag, 5);
+    EXPECT_EQ(read(needless, _kel_dec_tag), Result(0, 5));
     world->encRules = KEL_DER;
-    read_from(needless);
-    EXPECT_EQ(decode([&] { _kel_dec_tag(world, &in, &inRem); }), 5);
-
-    const Octets cut = {0x9F, 0x81};
-    read_from(cut);
-    EXPECT_EQ(decode([&] { _kel_dec_tag(world, &in, &inRem); }), 4);
+    EXPECT_EQ(read(needless, _kel_dec_tag), Result(5, 0));
 }
 
-TEST_F(BerPrims, LengthReader) {
-    int32_t length = 0;
-    auto run = [&](const Octets &input, int phase) {
-        read_from(input);
-        return in_frame(world, phase, [&] { length = _kel_dec_length(world, &in, &inRem); });
-    };
+TEST_F(BerPrims, LengthReaders) {
     // The test for too many octets stands ahead of each octet.
-    EXPECT_EQ(run({0x84, 0x01, 0x00, 0x00, 0x00}, kel::kPhaseEncoder), 0);
-    EXPECT_EQ(length, 0x01000000);
-    EXPECT_EQ(run({0x84, 0x01, 0x00, 0x00, 0x00}, kel::kPhaseDecoder), 4) << "longer than the input";
-    EXPECT_EQ(run({0x85, 0x01, 0x00, 0x00, 0x00, 0x00}, kel::kPhaseEncoder), 10);
+    const Octets four = {0x84, 0x01, 0x00, 0x00, 0x00};
+    read_from(four);
+    EXPECT_EQ(decode([&] { EXPECT_EQ(_kel_dec_length(world, &in, &inRem), 0x01000000); }, kel::kPhaseEncoder), 0);
+    EXPECT_EQ(read(four, _kel_dec_length), Result(4, 0)) << "longer than the input";
+    EXPECT_EQ(read({0x85, 0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_length), Result(10, 0));
     EXPECT_TRUE(message_is("0026S")) << world->errMsg;
-    EXPECT_EQ(run({0x84, 0x01, 0x00, 0x00}, kel::kPhaseEncoder), 4);
-    EXPECT_EQ(run({0x80}, kel::kPhaseDecoder), 0);
-    EXPECT_EQ(length, -1);
-    EXPECT_EQ(run({0x82, 0x00, 0x02, 0xAA, 0xBB}, kel::kPhaseDecoder), 0);
-    EXPECT_EQ(length, 2);
+    EXPECT_EQ(read({0x84, 0x01, 0x00, 0x00}, _kel_dec_length), Result(4, 0));
+    EXPECT_EQ(read({0x80}, _kel_dec_length), Result(0, -1));
+    EXPECT_EQ(read({0x82, 0x00, 0x02, 0xAA, 0xBB}, _kel_dec_length), Result(0, 2));
+
+    const Octets five = {0x85, 0x00, 0x00, 0x00, 0x00, 0x05, 1, 2, 3, 4, 5};
+    EXPECT_EQ(read(five, _kel_dec_tag_length, 0u), Result(0, 5)) << "leading zeros are passed";
+    EXPECT_EQ(inRem, 5);
+    EXPECT_EQ(read(cat({0x04}, five), _kel_dec_tag_length, 0x04u), Result(0, 5));
+    EXPECT_EQ(read({0x04, 0x84, 0x80, 0x00, 0x00, 0x00}, _kel_dec_tag_length, 0x04u), Result(10, 0));
+    EXPECT_EQ(read({0x04, 0x82, 0x01}, _kel_dec_tag_length, 0x04u), Result(4, 0));
+    EXPECT_EQ(read({0x04}, _kel_dec_tag_length, 0x04u), Result(4, 0));
 }
 
-TEST_F(BerPrims, TagLengthReader) {
-    int32_t length = 0;
-    auto run = [&](const Octets &input, uint32_t tag) {
-        read_from(input);
-        return decode([&] { length = _kel_dec_tag_length(world, &in, &inRem, tag); });
-    };
-    const Octets five = {0x85, 0x00, 0x00, 0x00, 0x00, 0x05, 1, 2, 3, 4, 5};
-    EXPECT_EQ(run(five, 0), 0);
-    EXPECT_EQ(length, 5) << "leading zeros of an over-long length are passed";
-    EXPECT_EQ(inRem, 5);
-    EXPECT_EQ(run(cat({0x04}, five), 0x04), 0);
-    EXPECT_EQ(length, 5);
-    EXPECT_EQ(run({0x04, 0x84, 0x80, 0x00, 0x00, 0x00}, 0x04), 10);
-    EXPECT_EQ(run({0x04, 0x82, 0x01}, 0x04), 4);
-    EXPECT_EQ(run({0x04, 0x02, 0x01, 0x02}, 0x04), 0);
-    EXPECT_EQ(length, 2);
-    EXPECT_EQ(run({0x04}, 0x04), 4);
-
+TEST_F(BerPrims, TagMatch) {
     // Multi-octet tags, the constructed bit, the indefinite form.
-    EXPECT_EQ(run({0xBF, 0x81, 0x48, 0x80}, 0x48819F), 0);
-    EXPECT_LT(length, 0);
+    EXPECT_EQ(read({0xBF, 0x81, 0x48, 0x80}, _kel_dec_tag_length, 0x48819Fu), Result(0, -128));
     EXPECT_EQ(world->bitOffset, 0x20);
-    EXPECT_EQ(run({0x9F, 0x81, 0x49, 0x00}, 0x48819F), 5);
+    EXPECT_EQ(read({0x9F, 0x81, 0x49, 0x00}, _kel_dec_tag_length, 0x48819Fu), Result(5, 0));
     EXPECT_TRUE(message_is("0033E")) << world->errMsg;
-    EXPECT_EQ(run({0x84, 0x00}, 0x85), 5);
+    EXPECT_EQ(read({0x84, 0x00}, _kel_dec_tag_length, 0x85u), Result(5, 0));
     EXPECT_NE(std::strstr(world->errMsg, "expected tag"), nullptr) << world->errMsg;
 
     // Another encoding of the expected tag passes only relaxed, never in DER.
     const Octets redundant = {0x9F, 0x80, 0x3F, 0x00};
-    EXPECT_EQ(run(redundant, 0x3F9F), 5);
+    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(5, 0));
     world->modeBits |= KEL_MODE_RELAXED;
-    EXPECT_EQ(run(redundant, 0x3F9F), 0);
-    EXPECT_EQ(length, 0);
+    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(0, 0));
     EXPECT_EQ(inRem, 0);
     world->encRules = KEL_DER;
-    EXPECT_EQ(run(redundant, 0x3F9F), 5);
+    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(5, 0));
 }
 
 TEST_F(BerPrims, BooleanAndIntegerDecoders) {
-    int64_t value = 0;
-    auto run = [&](const Octets &input, auto decoder) {
-        read_from(input);
-        return decode([&] { value = decoder(world, &in, &inRem, static_cast<int32_t>(input.size())); });
-    };
-    EXPECT_EQ(run({0x01}, _kel_dec_bool), 0);
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(run({0x00}, _kel_dec_bool), 0);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(run({0x01, 0x01}, _kel_dec_bool), 5);
+    EXPECT_EQ(content({0x01}, _kel_dec_bool), Result(0, 1));
+    EXPECT_EQ(content({0x01, 0x01}, _kel_dec_bool), Result(5, 0));
     EXPECT_TRUE(message_is("0037E")) << world->errMsg;
-
-    EXPECT_EQ(run({0x00, 0x00, 0x01}, _kel_dec_iint), 5);
+    EXPECT_EQ(content({0x00, 0x00, 0x01}, _kel_dec_iint), Result(5, 0));
     EXPECT_TRUE(message_is("0022E")) << world->errMsg;
-    EXPECT_EQ(run({0xFF, 0xFF}, _kel_dec_uiint), 2);
+    EXPECT_EQ(content({0xFF, 0xFF}, _kel_dec_uiint), Result(2, 0));
     EXPECT_TRUE(message_is("0076S")) << world->errMsg;
-    EXPECT_EQ(run({0x00, 0x00, 0x80}, _kel_dec_uiint), 5);
-    EXPECT_EQ(run({0x00, 0x00}, _kel_dec_uiint), 5);
-    EXPECT_EQ(run({0x00, 0x80, 0x00, 0x00, 0x00}, _kel_dec_uiint), 0);
-    EXPECT_EQ(value, 0x80000000);
-    EXPECT_EQ(run({0xFF, 0x7F}, _kel_dec_sint), 0);
-    EXPECT_EQ(value, -129);
-    EXPECT_EQ(run({0x01, 0x00, 0x00}, _kel_dec_sint), 10);
+    EXPECT_EQ(content({0x00, 0x7F}, _kel_dec_uiint), Result(5, 0));
+    EXPECT_EQ(content({0x00, 0x00, 0x80}, _kel_dec_uiint), Result(5, 0));
+    EXPECT_EQ(content({0x00, 0x00}, _kel_dec_uiint), Result(5, 0));
+    EXPECT_EQ(content({0x01, 0x00, 0x00}, _kel_dec_sint), Result(10, 0));
     EXPECT_TRUE(message_is("0144E")) << world->errMsg;
-    EXPECT_EQ(run({0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_iint), 10);
-    EXPECT_EQ(run({0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_llint), 0);
-    EXPECT_EQ(value, 0x100000000);
-    EXPECT_EQ(run({}, _kel_dec_iint), 5) << "zero length";
-    read_from({0x01});
-    EXPECT_EQ(decode([&] { _kel_dec_iint(world, &in, &inRem, 2); }), 4);
+    EXPECT_EQ(content({0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_iint), Result(10, 0));
+    EXPECT_EQ(read({0x01}, _kel_dec_iint, 0), Result(5, 0)) << "zero length";
+    EXPECT_EQ(read({0x01}, _kel_dec_iint, 2), Result(4, 0));
 
     world->modeBits |= KEL_MODE_RELAXED;
-    EXPECT_EQ(run({0x00, 0x00, 0x01}, _kel_dec_iint), 0);
-    EXPECT_EQ(value, 1);
-    EXPECT_EQ(run({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80}, _kel_dec_iint), 0);
-    EXPECT_EQ(value, -128);
-    EXPECT_EQ(run({0xFF, 0xFF}, _kel_dec_uiint), 0);
-    EXPECT_EQ(value, 65535);
-    EXPECT_EQ(run({0x00, 0x00}, _kel_dec_uiint), 0);
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(content({0x00, 0x00, 0x01}, _kel_dec_iint), Result(0, 1));
+    EXPECT_EQ(content({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80}, _kel_dec_iint), Result(0, -128));
+    EXPECT_EQ(content({0xFF, 0xFF}, _kel_dec_uiint), Result(0, 65535));
+    EXPECT_EQ(content({0x00, 0x00}, _kel_dec_uiint), Result(0, 0));
 }
 
-// Random values of every width and magnitude, written last first as whole
-// TLVs (and as content plus header) into one multi-block encoding, then read
-// back in order with the decoder of each memory form.
+// One memory form of INTEGER: its whole-TLV writer and its decoder, with the
+// value narrowed to the form's width.
+struct IntForm {
+    bool isSigned;
+    int (*encode)(KelGlobal *, unsigned char **, int32_t *, uint64_t value, uint32_t tag);
+    uint64_t (*decode)(KelGlobal *, unsigned char **, int32_t *, int32_t length);
+    uint64_t (*narrow)(uint64_t value);
+};
+
+template <class T, class V, int (*Encode)(KelGlobal *, unsigned char **, int32_t *, V, uint32_t),
+          T (*Decode)(KelGlobal *, unsigned char **, int32_t *, int32_t)>
+constexpr IntForm int_form() {
+    return {std::is_signed_v<T>,
+            [](KelGlobal *w, unsigned char **p, int32_t *r, uint64_t v, uint32_t tag) {
+                return Encode(w, p, r, static_cast<V>(static_cast<T>(v)), tag);
+            },
+            [](KelGlobal *w, unsigned char **p, int32_t *r, int32_t n) { return static_cast<uint64_t>(Decode(w, p, r, n)); },
+            [](uint64_t v) { return static_cast<uint64_t>(static_cast<T>(v)); }};
+}
+
+constexpr IntForm kIntForms[] = {
+    int_form<int16_t, int32_t, _kel_encd_int_tl, _kel_dec_sint>(),
+    int_form<int32_t, int32_t, _kel_encd_int_tl, _kel_dec_iint>(),
+    int_form<int32_t, int32_t, _kel_encd_int_tl, _kel_dec_lint>(),
+    int_form<int64_t, int64_t, _kel_encd_llint_tl, _kel_dec_llint>(),
+    int_form<uint16_t, uint32_t, _kel_encd_uint_tl, _kel_dec_usint>(),
+    int_form<uint32_t, uint32_t, _kel_encd_uint_tl, _kel_dec_uiint>(),
+    int_form<uint32_t, uint32_t, _kel_encd_uint_tl, _kel_dec_ulint>(),
+    int_form<uint64_t, uint64_t, _kel_encd_ullint_tl, _kel_dec_ullint>(),
+};
+
+// Random values of every width and magnitude in every form, written last
+// first as whole TLVs or as content plus header into one encoding of many
+// blocks, then read back in order.
 TEST_F(BerPrims, IntegersRoundTripThroughEveryForm) {
-    enum Form { kInt, kUint, kLlint, kUllint, kFormCount };
     struct Tag {
         uint32_t header, match;
     };
     constexpr Tag kTags[] = {{0x02, 0x02}, {0x85, 0x85}, {0x9F8148, 0x48819F}};
     struct Item {
-        Form form;
+        const IntForm *form;
         Tag tag;
-        uint64_t bits;
-        bool split; // content and header written separately
+        uint64_t value; // narrowed to the form
+        bool split;     // content and header written separately
     };
     std::mt19937_64 rng(7);
     std::vector<Item> items;
     for (int i = 0; i < 4000; ++i) {
         const uint32_t width = static_cast<uint32_t>(rng() % 65);
         const uint64_t magnitude = width == 64 ? rng() : rng() & ((1ull << width) - 1);
-        items.push_back({static_cast<Form>(rng() % kFormCount), kTags[rng() % 3],
-                         rng() % 2 ? magnitude : ~magnitude, rng() % 4 == 0});
+        const IntForm &form = kIntForms[rng() % std::size(kIntForms)];
+        items.push_back({&form, kTags[rng() % 3], form.narrow(rng() % 2 ? magnitude : ~magnitude),
+                         rng() % 4 == 0});
     }
     const Octets out = encoded([&] {
         for (auto it = items.rbegin(); it != items.rend(); ++it) {
-            const Item &item = *it;
-            const uint32_t header = item.tag.header;
-            const int64_t s = static_cast<int64_t>(item.bits);
-            int n = 0;
-            if (item.split) {
-                n = item.form == kInt || item.form == kLlint
-                        ? _kel_encd_int(world, &pos, &rem, item.form == kInt ? static_cast<int32_t>(s) : s)
-                        : _kel_encd_uint(world, &pos, &rem,
-                                         item.form == kUint ? static_cast<uint32_t>(item.bits) : item.bits);
-                _kel_encd_tag_length(world, &pos, &rem, static_cast<uint32_t>(n), header);
-                continue;
+            const uint64_t v = it->value;
+            const int content = it->form->isSigned ? _kel_intbytes(static_cast<int64_t>(v)) : _kel_uintbytes(v);
+            if (it->split) {
+                const int n = it->form->isSigned ? _kel_encd_int(world, &pos, &rem, static_cast<int64_t>(v))
+                                                 : _kel_encd_uint(world, &pos, &rem, v);
+                ASSERT_EQ(n, content);
+                _kel_encd_tag_length(world, &pos, &rem, static_cast<uint32_t>(n), it->tag.header);
+            } else {
+                ASSERT_EQ(it->form->encode(world, &pos, &rem, v, it->tag.header),
+                          content + 1 + (it->tag.header > 0xFF ? 3 : 1));
             }
-            switch (item.form) {
-            case kInt: n = _kel_encd_int_tl(world, &pos, &rem, static_cast<int32_t>(s), header); break;
-            case kUint: n = _kel_encd_uint_tl(world, &pos, &rem, static_cast<uint32_t>(item.bits), header); break;
-            case kLlint: n = _kel_encd_llint_tl(world, &pos, &rem, s, header); break;
-            default: n = _kel_encd_ullint_tl(world, &pos, &rem, item.bits, header); break;
-            }
-            const int content = item.form == kInt     ? _kel_intbytes(static_cast<int32_t>(s))
-                                : item.form == kUint  ? _kel_uintbytes(static_cast<uint32_t>(item.bits))
-                                : item.form == kLlint ? _kel_intbytes(s)
-                                                      : _kel_uintbytes(item.bits);
-            ASSERT_EQ(n, content + 1 + (header > 0xFF ? 3 : 1));
         }
     });
     ASSERT_GT(out.size(), 2u * KEL_ENC_BLOCK);
 
     read_from(out);
     for (size_t i = 0; i < items.size(); ++i) {
-        const Item &item = items[i];
-        uint64_t got = 0, expected = item.bits;
+        uint64_t got = 0;
         ASSERT_EQ(decode([&] {
-                      const int32_t length = _kel_dec_tag_length(world, &in, &inRem, item.tag.match);
-                      switch (item.form) {
-                      case kInt: got = static_cast<uint64_t>(_kel_dec_iint(world, &in, &inRem, length)); break;
-                      case kUint: got = _kel_dec_ulint(world, &in, &inRem, length); break;
-                      case kLlint: got = static_cast<uint64_t>(_kel_dec_llint(world, &in, &inRem, length)); break;
-                      default: got = _kel_dec_ullint(world, &in, &inRem, length); break;
-                      }
+                      const int32_t length = _kel_dec_tag_length(world, &in, &inRem, items[i].tag.match);
+                      got = items[i].form->decode(world, &in, &inRem, length);
                   }),
                   0)
             << "item " << i << ": " << world->errMsg;
-        if (item.form == kInt)
-            expected = static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(item.bits)));
-        else if (item.form == kUint)
-            expected = static_cast<uint32_t>(item.bits);
-        ASSERT_EQ(got, expected) << "item " << i;
+        ASSERT_EQ(got, items[i].value) << "item " << i;
     }
     EXPECT_EQ(inRem, 0);
-
-    // The 16-bit forms on values that fit them.
-    for (int32_t v : {0, 1, -1, 127, 128, -128, -129, 32767, -32768}) {
-        const Octets tlv = encoded([&] { _kel_encd_int_tl(world, &pos, &rem, v, 0x02); });
-        read_from(tlv);
-        int16_t got = 0;
-        ASSERT_EQ(decode([&] { got = _kel_dec_sint(world, &in, &inRem, _kel_dec_tag_length(world, &in, &inRem, 2)); }), 0);
-        EXPECT_EQ(got, v);
-    }
-    for (uint32_t v : {0u, 127u, 128u, 255u, 256u, 65535u}) {
-        const Octets tlv = encoded([&] { _kel_encd_uint_tl(world, &pos, &rem, v, 0x02); });
-        read_from(tlv);
-        uint16_t got = 0;
-        ASSERT_EQ(decode([&] { got = _kel_dec_usint(world, &in, &inRem, _kel_dec_tag_length(world, &in, &inRem, 2)); }), 0);
-        EXPECT_EQ(got, v);
-    }
 }
 
 } // namespace

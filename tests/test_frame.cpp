@@ -74,6 +74,7 @@ TEST_F(Frame, EncodesIntoBothMemoryModesAndCounts) {
 
     unsigned char area[32];
     KelBuf provided = {sizeof area, area};
+    CountingAllocator::reset();
     ASSERT_EQ(kelEncode(&world, 1, &world, &provided), 0);
     EXPECT_EQ(provided.value, area + sizeof area - sizeof kOctets) << "BER fills the buffer from its end";
     EXPECT_EQ(provided.length, sizeof kOctets);

@@ -89,12 +89,14 @@ int encode_framed(KelGlobal *world, bool library, unsigned prefixBits, const std
         _kel_fast_push_global(world);
         _kel_append(world, content.data(), static_cast<uint32_t>(content.size() * 8), 0);
         _kel_fast_pop_global(world);
+        if (kel::counting(world))
+            return;
         if (library)
             _kel_set_outmem_p(world, &length, &value);
         else
             _kel_set_outmem_pb(world, &length, &value, 0);
     });
-    if (code)
+    if (code || kel::counting(world))
         return code;
     out->bytes.assign(value, value + length);
     out->bits = length * 8 - ((8 - world->bitOffset) & 7);

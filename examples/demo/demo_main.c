@@ -31,7 +31,7 @@ int main(void)
     DemoRecord record = { 4711, 1, 65535, -1234567890123LL };
     DemoRecord *decoded;
     unsigned char area[64];
-    KelBuf encoding;
+    KelBuf encoding, input;
     void *value = NULL;
     int pdu = DemoRecord_PDU;
     int code;
@@ -56,8 +56,10 @@ int main(void)
         return fail(&world, "BER encode (library memory)", code);
     print_encoding("BER, library memory:", &encoding);
 
-    /* Back to a value in library memory, released with kelFreePDU. */
-    if ((code = kelDecode(&world, &pdu, &encoding, &value)) != 0)
+    /* Back to a value in library memory, released with kelFreePDU.  The
+     * decoder advances the input record past what it read, so it gets a copy. */
+    input = encoding;
+    if ((code = kelDecode(&world, &pdu, &input, &value)) != 0)
         return fail(&world, "BER decode", code);
     decoded = value;
     printf("decoded: id %" PRId32 ", urgent %s, count %" PRIu16 ", delta %" PRId64 "\n", decoded->id,

@@ -247,9 +247,13 @@ int kel_ber_decode(KelGlobal *world, int *pdu, void **value)
 /* Init and free                                                             */
 /* ------------------------------------------------------------------------ */
 
+/* Rule kinds the code file was generated for: BER (0), DER (3), CER (7). */
+static unsigned char berRuleMap[] = { 0x01 | 0x08 | 0x80 };
+
 void kel_ber_init(KelGlobal *world)
 {
     kelLinkBer(world);
+    kelPrivateSetMoreFlags(world, 8, berRuleMap);
     world->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 

@@ -14,7 +14,8 @@ extern "C" {
 #endif
 
 /* Entries of the BER family: the walker over a code file's descriptions. */
-void kel_ber_init(KelGlobal *world); /* links BER, declares DER support */
+/* Init: links BER, declares the rules BER, DER and CER and DER support. */
+void kel_ber_init(KelGlobal *world);
 int kel_ber_encode(KelGlobal *world, int pdu, void *value);
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);

@@ -17,12 +17,15 @@ static void take_items(KelGlobal *world, int encoder) {
     for (i = 0; i < kel_probe.items; ++i) {
         if (encoder)
             _kel_enc_getmem(world);
+        else if (kel_probe.takenCount < 64)
+            kel_probe.taken[kel_probe.takenCount++] = _kel_dec_getmem(world, kel_probe.itemSize);
         else
             _kel_dec_getmem(world, kel_probe.itemSize);
     }
 }
 
 static void act(KelGlobal *world, int encoder) {
+    kel_probe.takenCount = 0;
     take_items(world, encoder);
     if (kel_probe.action == KEL_PROBE_FAIL)
         _kel_enc_error(world, kel_probe.message, kel_probe.value);
@@ -36,7 +39,7 @@ static int probe_encode(KelGlobal *world, int pdu, void *value) {
     int32_t total;
     (void)value;
     world->pduNumber = pdu;
-    act(world, 0);
+    act(world, 1);
     total = _kel_write_bytes_d(world, &pos, &rem, kel_probe.bytes, kel_probe.length);
     if (world->userBuffer) {
         world->outPos = pos;
@@ -63,6 +66,8 @@ static int probe_decode(KelGlobal *world, int *pdu, void **value) {
 
 static int probe_free(KelGlobal *world, int pdu, void *value) {
     (void)pdu;
+    while (kel_probe.takenCount > 0)
+        kelFreeMemory(world, kel_probe.taken[--kel_probe.takenCount]);
     kelFreeMemory(world, value);
     return 0;
 }

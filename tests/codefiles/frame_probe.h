@@ -29,6 +29,8 @@ typedef struct KelProbeScript {
     int32_t itemSize;
     int message;
     uint32_t value;
+    void *taken[64];  /* decoder pieces, released with the value */
+    int32_t takenCount;
     int initCalls;    /* how often the init function ran */
     int withRootContext;
 } KelProbeScript;

@@ -20,6 +20,8 @@ template <class Body> int in_frame(KelGlobal *world, int phase, Body body) {
     world->phase = phase;
     world->errMsgPtr = world->errMsg;
     world->errMsg[0] = 0;
+    if (!world->outQueueTail)
+        world->outQueueTail = &world->outQueue;
     int code = setjmp(recovery);
     if (code == 0) {
         body();

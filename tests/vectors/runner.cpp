@@ -49,7 +49,11 @@ const Rule *find_rule(const std::string &name) {
     return nullptr;
 }
 
-bool supports(const KelCodeFile *file, const Rule &) { return file->control.berEncode != nullptr; }
+// Whether the code file has the entries of the rule's family; all rules of
+// the runner so far are of the BER family.
+bool supports(const KelCodeFile *file, const Rule &) {
+    return file->control.berEncode && file->control.berDecode;
+}
 
 Bytes from_hex(const std::string &hex) {
     Bytes out;
@@ -170,7 +174,10 @@ class Check {
 
   private:
     std::string library_failure(int code) {
-        return "code " + std::to_string(code) + ": " + kelGetErrMsg(world_);
+        std::string text = kelGetErrMsg(world_);
+        while (!text.empty() && text.back() == '\n')
+            text.pop_back();
+        return "code " + std::to_string(code) + ": " + text;
     }
 
     std::string decode_and_compare(const Bytes &encoding, bool caller) {

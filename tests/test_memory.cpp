@@ -1,0 +1,548 @@
+// test_memory.cpp - the block chain of a running call: encoder blocks joined
+// into one buffer (backward and forward writers), decoder items in library
+// memory and in the caller's area, marks, the clean-up of failed calls,
+// kelFreePDU, and memory handles.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "counting_alloc.h"
+#include "driver.h"
+#include "harness.h"
+
+using kel_test::CountingAllocator;
+using kel_test::in_frame;
+
+namespace {
+
+unsigned char pattern(size_t i) { return static_cast<unsigned char>(i * 7 + 3); }
+
+// A world in the state a driver leaves it in before the generated code runs,
+// with every allocation counted.
+struct MemoryTest : ::testing::Test {
+    kel_test::BriefWorld brief;
+    KelGlobal *world = brief.get();
+    long liveAtStart = 0;
+    void SetUp() override {
+        CountingAllocator::install(world);
+        CountingAllocator::reset();
+        liveAtStart = CountingAllocator::live;
+        kel::reset_call_state(world);
+        world->ext->encStackFirst.count = 1;
+        world->ext->encStack = &world->ext->encStackFirst;
+    }
+    long live() const { return CountingAllocator::live - liveAtStart; }
+
+    // Writes `length` pattern octets backward, as BER does, block by block;
+    // returns the octets left free in the last block.
+    uint32_t write_backward(size_t length) {
+        unsigned char *pos = nullptr;
+        uint32_t rem = 0;
+        for (size_t i = length; i-- > 0;) {
+            if (rem == 0) {
+                pos = _kel_enc_getmem(world) + KEL_ENC_BLOCK;
+                rem = KEL_ENC_BLOCK;
+            }
+            *--pos = pattern(i);
+            --rem;
+        }
+        return rem;
+    }
+
+    // Writes `length` pattern octets forward, then an octet in progress with
+    // `bits` bits used (all ones), as PER does.
+    void write_forward(size_t length, int bits) {
+        auto next_octet = [this] {
+            if (world->outRemaining == 0) {
+                world->outPos = _kel_enc_getmem(world);
+                world->outRemaining = KEL_ENC_BLOCK;
+            }
+        };
+        for (size_t i = 0; i < length; ++i) {
+            next_octet();
+            *world->outPos++ = pattern(i);
+            --world->outRemaining;
+        }
+        world->bitOffset = bits;
+        if (bits) {
+            next_octet();
+            *world->outPos = 0xFF;
+        }
+    }
+};
+
+using MemoryJoin = MemoryTest;
+using MemoryChain = MemoryTest;
+using MemoryApp = MemoryTest;
+using MemoryHandle = MemoryTest;
+
+TEST_F(MemoryJoin, BackwardBlocksJoinAtBlockBoundaries) {
+    for (size_t length : {size_t{1024}, size_t{1025}, size_t{3000}}) {
+        uint32_t freeInLast = 0, joined = 0;
+        unsigned char *value = nullptr;
+        ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] {
+                      freeInLast = write_backward(length);
+                      if (length == 1025) {
+                          EXPECT_EQ(world->outQueue.count, 2);
+                      }
+                      _kel_set_outmem_d(world, freeInLast, &joined, &value);
+                  }),
+                  0);
+        EXPECT_EQ(freeInLast, length == 1024 ? 0u : 1024 - length % 1024);
+        ASSERT_EQ(joined, length);
+        for (size_t i = 0; i < length; ++i)
+            ASSERT_EQ(value[i], pattern(i)) << "length " << length << " octet " << i;
+        EXPECT_EQ(world->outQueue.count, 0);
+        EXPECT_EQ(live(), 1) << "only the joined buffer stays";
+        kelFreeBuf(world, value);
+        EXPECT_EQ(live(), 0);
+    }
+}
+
+TEST_F(MemoryJoin, ForwardBlocksJoinWithTheLastOctetMasked) {
+    for (int rule : {KEL_PER_ALIGNED, KEL_PER_UNALIGNED}) {
+        world->encRules = static_cast<uint32_t>(rule);
+        uint32_t length = 0;
+        unsigned char *value = nullptr;
+        ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] {
+                      world->outPos = nullptr;
+                      world->outRemaining = 0;
+                      write_forward(1030, 3);
+                      _kel_set_outmem_p(world, &length, &value);
+                  }),
+                  0);
+        ASSERT_EQ(length, 1031u);
+        for (size_t i = 0; i < 1030; ++i)
+            ASSERT_EQ(value[i], pattern(i)) << i;
+        EXPECT_EQ(value[1030], 0xE0) << "unused bits of the last octet are cleared";
+        EXPECT_EQ(world->bitOffset, rule == KEL_PER_ALIGNED ? 0 : 3);
+        kelFreeBuf(world, value);
+        EXPECT_EQ(live(), 0);
+    }
+}
+
+TEST_F(MemoryJoin, EmptyForwardEncodingIsOneZeroOctetExceptUnderOer) {
+    struct Case {
+        int rule;
+        bool nested;
+        bool counting;
+        uint32_t length;
+        int32_t bitOffset;
+    };
+    const Case cases[] = {
+        {KEL_PER_ALIGNED, false, false, 1, 8}, {KEL_PER_UNALIGNED, false, false, 1, 1},
+        {KEL_OER, false, false, 0, 0},         {KEL_COER, false, false, 0, 0},
+        {KEL_PER_UNALIGNED, true, false, 0, 0}, {KEL_PER_ALIGNED, false, true, 1, 8},
+        {KEL_OER, false, true, 0, 0},
+    };
+    for (const Case &c : cases) {
+        world->encRules = static_cast<uint32_t>(c.rule);
+        world->encodingFlags = c.counting ? DETERMINE_ENC_LENGTH : 0;
+        world->pushFlags = c.nested ? 1u : 0u;
+        world->bitOffset = 0;
+        world->encLength = 0;
+        world->outPos = nullptr;
+        world->outRemaining = 0;
+        uint32_t length = 99;
+        unsigned char *value = nullptr;
+        ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] { _kel_set_outmem_p(world, &length, &value); }), 0);
+        SCOPED_TRACE(testing::Message() << "rule " << c.rule << " nested " << c.nested << " counting " << c.counting);
+        EXPECT_EQ(length, c.length);
+        EXPECT_EQ(world->bitOffset, c.bitOffset);
+        EXPECT_EQ(world->pushFlags, 0u);
+        if (!c.counting && c.length == 1) {
+            ASSERT_NE(value, nullptr);
+            EXPECT_EQ(value[0], 0);
+        } else if (!c.counting) {
+            EXPECT_EQ(value, nullptr);
+        }
+        kelFreeBuf(world, value);
+    }
+    EXPECT_EQ(live(), 0);
+}
+
+TEST_F(MemoryJoin, CallersBufferGetsTheZeroOctetAndBackAlignment) {
+    unsigned char area[6] = {9, 9, 9, 9, 9, 9};
+    world->encRules = KEL_PER_UNALIGNED;
+    world->userBuffer = 1;
+    world->outPos = area;
+    world->outRemaining = sizeof area;
+    uint32_t length = sizeof area;
+    unsigned char *value = area;
+    ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] { _kelSetOutMemQueue(world, &length, &value, BACK_ALIGN); }), 0);
+    EXPECT_EQ(length, 1u);
+    EXPECT_EQ(value, area + 5);
+    EXPECT_EQ(area[5], 0);
+    EXPECT_EQ(world->bitOffset, 1);
+
+    // Two and a half octets written: the half is masked and counted.
+    unsigned char out[4] = {0xAA, 0xBB, 0xFF, 0x77};
+    world->encRules = KEL_PER_ALIGNED;
+    world->outPos = out + 2;
+    world->outRemaining = 2;
+    world->bitOffset = 4;
+    length = sizeof out;
+    value = out;
+    ASSERT_EQ(in_frame(world, kel::kPhaseEncoder, [&] { _kel_set_outmem_pb(world, &length, &value, 0); }), 0);
+    EXPECT_EQ(length, 3u);
+    EXPECT_EQ(value, out);
+    EXPECT_EQ(out[2], 0xF0);
+    EXPECT_EQ(world->bitOffset, 0);
+    EXPECT_EQ(live(), 0);
+}
+
+// Records the order of allocations and releases around the counting ones.
+std::vector<void *> allocated, released;
+void *recording_get(KelGlobal *world, size_t size) {
+    void *p = CountingAllocator::get_mem(world, size);
+    allocated.push_back(p);
+    return p;
+}
+void recording_free(KelGlobal *world, void *p) {
+    released.push_back(p);
+    CountingAllocator::free_mem(world, p);
+}
+
+TEST_F(MemoryChain, DecoderFailingAfterThe61stItemFreesEverythingLastFirst) {
+    allocated.clear();
+    released.clear();
+    world->getMem = recording_get;
+    world->freeMem = recording_free;
+    // Calls 1-60 fill the inline block, 61 is the second block, 62 the 61st
+    // item; the 62nd item fails.
+    CountingAllocator::reset(63);
+    int code = in_frame(world, kel::kPhaseDecoder, [&] {
+        for (int i = 0; i < 70; ++i)
+            _kel_dec_getmem(world, 12 + i);
+    });
+    EXPECT_EQ(code, 8);
+    EXPECT_NE(std::string(world->errMsg).find("0008S"), std::string::npos) << world->errMsg;
+    EXPECT_EQ(world->outQueueTail->count, 2) << "the null item is counted too";
+
+    _kel_freeMem(world, world->freeMem); // what the decoder's recovery does
+    EXPECT_EQ(live(), 0);
+    std::vector<void *> expected;
+    for (auto it = allocated.rbegin(); it != allocated.rend(); ++it)
+        if (*it)
+            expected.push_back(*it);
+    EXPECT_EQ(released, expected);
+    EXPECT_EQ(world->outQueue.count, 0);
+    EXPECT_EQ(world->outQueue.next, nullptr);
+    EXPECT_EQ(world->outQueueTail, &world->outQueue);
+    EXPECT_EQ(world->memTotal, 0u);
+}
+
+TEST_F(MemoryChain, DecoderItemsAreZeroedRoundedAndNoneForSizeZero) {
+    void *p = nullptr, *none = &p;
+    ASSERT_EQ(in_frame(world, kel::kPhaseDecoder, [&] {
+                  p = _kel_dec_getmem(world, 13);
+                  none = _kel_dec_getmem_internal(world, 0);
+              }),
+              0);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(CountingAllocator::calls, 1);
+    EXPECT_EQ(world->outQueue.count, 1);
+    EXPECT_EQ(world->memTotal, 16u);
+    EXPECT_EQ(std::memcmp(p, "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 16), 0);
+    // A successful decode gives the items to the caller.
+    _kel_releaseMem(world);
+    EXPECT_EQ(world->outQueue.count, 0);
+    EXPECT_EQ(live(), 1);
+    _kel_dec_free(world, p);
+    _kel_dec_free(world, nullptr);
+    EXPECT_EQ(live(), 0);
+}
+
+TEST_F(MemoryChain, CallersAreaIsCutFromTheFrontUntilItRunsOut) {
+    alignas(8) unsigned char area[24];
+    std::memset(area, 0xEE, sizeof area);
+    world->userBuffer = 1;
+    world->outPos = area;
+    world->outRemaining = world->memTotal = sizeof area;
+    void *first = nullptr, *second = nullptr;
+    int code = in_frame(world, kel::kPhaseDecoder, [&] {
+        first = _kel_dec_getmem(world, 5);
+        second = _kel_dec_getfixmem(world, 12);
+        _kel_dec_getmem_internal(world, 5);
+    });
+    EXPECT_EQ(code, 1);
+    EXPECT_EQ(first, area);
+    EXPECT_EQ(second, area + 8);
+    EXPECT_EQ(area[7], 0);
+    EXPECT_EQ(area[8], 0xEE) << "getfixmem doesn't clear";
+    EXPECT_EQ(world->outRemaining, 4);
+    EXPECT_NE(std::string(world->errMsg).find("0001S"), std::string::npos) << world->errMsg;
+    EXPECT_NE(std::string(world->errMsg).find("24"), std::string::npos) << world->errMsg;
+    EXPECT_EQ(in_frame(world, kel::kPhaseEncoder, [&] { _kel_enc_getmem(world); }), 1);
+    EXPECT_EQ(CountingAllocator::calls, 0);
+}
+
+TEST_F(MemoryChain, MarksGiveBackWhatWasTakenAfterThem) {
+    uint32_t mark = 0;
+    void *block = nullptr;
+    uintptr_t outMark[3];
+    ASSERT_EQ(in_frame(world, kel::kPhaseDecoder, [&] {
+                  for (int i = 0; i < 58; ++i)
+                      _kel_dec_getmem(world, 8);
+                  block = _kel_get_memory_status(world, &mark);
+                  for (int i = 0; i < 5; ++i)
+                      _kel_dec_getmem(world, 8);
+              }),
+              0);
+    EXPECT_EQ(block, &world->outQueue);
+    EXPECT_EQ(mark, 58u);
+    EXPECT_EQ(live(), 64);
+    _kel_restore_memory(world, block, mark);
+    EXPECT_EQ(live(), 58);
+    EXPECT_EQ(world->outQueue.count, 58);
+    EXPECT_EQ(world->outQueue.next, nullptr);
+    EXPECT_EQ(world->outQueueTail, &world->outQueue);
+
+    // A mark at a full block: the later block keeps nothing and goes; the
+    // temporary stack goes back as well.
+    ASSERT_EQ(in_frame(world, kel::kPhaseDecoder, [&] {
+                  _kel_dec_getmem(world, 8);
+                  _kel_dec_getmem(world, 8);
+                  _kel_tell_dec_outmem(world, outMark);
+                  for (int i = 0; i < 3; ++i)
+                      _kel_dec_getmem(world, 8);
+                  _kel_dec_gettempmem(world, 100);
+              }),
+              0);
+    EXPECT_EQ(world->memTotal, outMark[2] + 3 * 8);
+    _kel_free_dec_outmem(world, outMark);
+    EXPECT_EQ(live(), 60);
+    EXPECT_EQ(world->outQueue.count, 60);
+    EXPECT_EQ(world->outQueue.next, nullptr);
+    EXPECT_EQ(world->tempList, nullptr);
+    EXPECT_EQ(world->memTotal, outMark[2]);
+    _kel_freeMem(world, world->freeMem);
+    EXPECT_EQ(live(), 0);
+
+    // In the caller's area a mark is a position.
+    unsigned char area[32];
+    world->userBuffer = 1;
+    world->outPos = area;
+    world->outRemaining = sizeof area;
+    ASSERT_EQ(in_frame(world, kel::kPhaseDecoder, [&] {
+                  _kel_tell_dec_outmem(world, outMark);
+                  _kel_dec_getmem(world, 20);
+              }),
+              0);
+    _kel_free_dec_outmem(world, outMark);
+    EXPECT_EQ(world->outPos, area);
+    EXPECT_EQ(world->outRemaining, 32);
+}
+
+TEST_F(MemoryChain, FailedEncodeFreesBlocksTemporaryMemoryAndItemStack) {
+    int code = in_frame(world, kel::kPhaseEncoder, [&] {
+        write_backward(5000);
+        _kel_dec_gettempmem(world, 40);
+        _kel_tstk_alloc(world, 5000);
+        for (int i = 0; i < 130; ++i)
+            _kel_enc_push(world, world);
+        world->pendingBlock = kelMalloc(world, 64);
+        _kel_enc_error(world, kel::kMsgOutOfMemory, 1);
+    });
+    EXPECT_EQ(code, 8);
+    EXPECT_GT(live(), 0);
+    _kelFreeEncMemory(world);
+    EXPECT_EQ(live(), 0);
+    EXPECT_EQ(world->pendingBlock, nullptr);
+    EXPECT_EQ(world->ext->encStack, &world->ext->encStackFirst);
+    EXPECT_EQ(world->outQueue.count, 0);
+}
+
+// Generated free functions for kelFreePDU.
+int free_value(KelGlobal *world, int pdu, void *value) {
+    _kel_dec_free(world, value);
+    return pdu;
+}
+int crash_while_freeing(KelGlobal *, int, void *) {
+    std::raise(SIGSEGV);
+    return 0;
+}
+
+TEST_F(MemoryApp, FreePduRunsTheGeneratedFunctionInARecoveryPoint) {
+    EXPECT_EQ(kelFreePDU(nullptr, 1, nullptr), 6);
+    EXPECT_EQ(kelFreePDU(world, 1, nullptr), 20) << "a world without control table";
+    KelControlTable table{};
+    table.version = 17;
+    world->ctlTbl = &table;
+    EXPECT_EQ(kelFreePDU(world, 1, nullptr), 21);
+
+    table.freePdu = free_value;
+    world->encodingFlags = world->decodingFlags = TRAPPING;
+    EXPECT_EQ(freePDU(world, 3, kelMalloc(world, 10), nullptr), 3);
+    EXPECT_EQ(live(), 0);
+
+    // With trapping on, a crash in the generated function becomes code 14.
+    world->encodingFlags = world->decodingFlags = 0;
+    world->errMsgPtr = world->errMsg;
+    table.freePdu = crash_while_freeing;
+    EXPECT_EQ(kelFreePDU(world, 1, nullptr), 14);
+    struct sigaction now {};
+    sigaction(SIGSEGV, nullptr, &now);
+    EXPECT_NE(now.sa_handler, _kel_hdl_signal) << "the old handler is back";
+    world->ctlTbl = nullptr;
+}
+
+TEST_F(MemoryApp, SlotsAndTheirPublicCallers) {
+    KelGetMem get = nullptr;
+    KelFreeMem release = nullptr;
+    KelReallocMem resize = nullptr;
+    kelGetUserMallocFreeRealloc(world, &get, nullptr, &resize);
+    EXPECT_EQ(get, CountingAllocator::get_mem);
+    EXPECT_EQ(resize, CountingAllocator::realloc_mem);
+    kelSetUserMallocFreeRealloc(nullptr, nullptr, nullptr, nullptr);
+    kelGetUserMallocFreeRealloc(nullptr, &get, &release, &resize);
+
+    auto *p = static_cast<unsigned char *>(kelGetInitializedMemory(world, 24));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p[23], 0);
+    p = static_cast<unsigned char *>(kelRealloc(world, p, 48));
+    kelFreeMemory(world, p);
+    EXPECT_EQ(live(), 0);
+
+    kelSetUserMallocFreeRealloc(world, nullptr, nullptr, nullptr);
+    EXPECT_EQ(kelGetMemory(world, 8), nullptr);
+    EXPECT_EQ(kelMalloc(world, 8), nullptr);
+    EXPECT_EQ(kelRealloc(world, nullptr, 8), nullptr);
+    kelFree(world, &p); // no slot: nothing happens
+    kelFreeBuf(nullptr, std::malloc(4)); // no world: the C library's free
+
+    EXPECT_EQ(kelFreeObjectStack(42), 42);
+    EXPECT_EQ(kelGetBuffer(world, nullptr), 48);
+    EXPECT_EQ(kelSetBuffer(world, nullptr), 47);
+}
+
+// Output of kelPrint, captured through the user vprint hook.
+std::string printed;
+int capture(FILE *, const char *format, va_list args) {
+    char line[256];
+    int n = std::vsnprintf(line, sizeof line, format, args);
+    printed += line;
+    return n;
+}
+
+TEST_F(MemoryHandle, DecodedValueGoesWithTheHandle) {
+    void *handle = kelCreateMemoryHandle(world, 512);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(kelGetActiveMemoryHandle(world), handle);
+    EXPECT_NE(world->getMem, CountingAllocator::get_mem);
+    ASSERT_EQ(in_frame(world, kel::kPhaseDecoder, [&] {
+                  for (int i = 0; i < 150; ++i)
+                      std::memset(_kel_dec_getmem(world, 1 + i * 13 % 700), 0x5A, 1);
+              }),
+              0);
+    _kel_releaseMem(world); // the items are the caller's now
+    uint32_t stat[5];
+    ASSERT_EQ(kelGetMemoryHandleStat(world, handle, stat, 1), 0);
+    EXPECT_GT(stat[0], 1u);
+    EXPECT_EQ(stat[2] + stat[3] + stat[4], stat[1]);
+    EXPECT_EQ(kelDeleteMemoryHandle(world, handle), 0);
+    EXPECT_EQ(live(), 0) << "no kelFreePDU needed";
+    EXPECT_EQ(kelGetActiveMemoryHandle(world), nullptr);
+    EXPECT_EQ(world->getMem, CountingAllocator::get_mem);
+    EXPECT_EQ(world->freeMem, CountingAllocator::free_mem);
+}
+
+TEST_F(MemoryHandle, FreedNeighboursMergeAndUnknownPointersAreIgnored) {
+    void *handle = kelCreateMemoryHandle(world, 1024);
+    void *a = kelMalloc(world, 24), *b = kelMalloc(world, 40), *c = kelMalloc(world, 16);
+    uint32_t stat[5];
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    const uint32_t fourHeaders = stat[2];
+    EXPECT_EQ(stat[3], 80u);
+
+    kelFree(world, a);
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    EXPECT_EQ(stat[2], fourHeaders) << "a has no free neighbour";
+    kelFree(world, b);
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    const uint32_t header = fourHeaders - stat[2];
+    EXPECT_GT(header, 0u) << "a and b merged";
+    EXPECT_EQ(stat[3], 16u);
+
+    alignas(8) unsigned char fake[64] = {};
+    kelFree(world, fake + 32);
+    kelFree(world, b); // already free
+    uint32_t again[5];
+    kelGetMemoryHandleStat(world, handle, again, 1);
+    EXPECT_EQ(std::memcmp(stat, again, sizeof stat), 0);
+
+    kelFree(world, c);
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    EXPECT_EQ(stat[2], fourHeaders - 3 * header) << "one fragment is left";
+    EXPECT_EQ(stat[3], 0u);
+    // The whole block is free again: one piece of all of it fits.
+    void *whole = kelMalloc(world, stat[4] - header);
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    EXPECT_EQ(stat[0], 1u);
+    kelFree(world, whole);
+    kelDeleteMemoryHandle(world, handle);
+    EXPECT_EQ(live(), 0);
+}
+
+TEST_F(MemoryHandle, CleanKeepsBlocksAndStatPrintsByLevel) {
+    void *handle = kelCreateMemoryHandle(world, 256);
+    void *small = kelMalloc(world, 24);
+    kelMalloc(world, 1000); // a block of its own
+    uint32_t stat[5];
+    kelGetMemoryHandleStat(world, handle, stat, 1);
+    ASSERT_EQ(stat[0], 2u);
+
+    world->ext->userVprint = capture;
+    printed.clear();
+    EXPECT_EQ(kelGetMemoryHandleStat(world, handle, stat, 1), 0);
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(kelGetMemoryHandleStat(world, handle, stat, 4 | 0x20), 0);
+    EXPECT_EQ(printed.rfind("Handle:\n  Block #1: length = ", 0), 0u) << printed;
+    EXPECT_NE(printed.find("    Fragment #1: status = 'used', length = 1000\n"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("    Fragment #2: status = 'last/free', length = "), std::string::npos);
+    EXPECT_NE(printed.find("  Block summary (bytes): 1000 allocated, "), std::string::npos);
+    EXPECT_NE(printed.find("Handle summary (bytes): 1024 allocated, "), std::string::npos) << printed;
+    printed.clear();
+    kelGetMemoryHandleStat(world, handle, stat, 2);
+    EXPECT_EQ(printed.rfind("Handle: [0x", 0), 0u) << printed;
+    EXPECT_EQ(printed.find("Block"), std::string::npos);
+
+    // Writing past a piece damages the header behind it.
+    std::memset(small, 0x55, 28);
+    EXPECT_EQ(kelGetMemoryHandleStat(world, handle, stat, 1), 18);
+
+    EXPECT_EQ(kelCleanMemoryHandle(world, handle), 0);
+    EXPECT_EQ(kelGetMemoryHandleStat(world, handle, stat, 1), 0);
+    EXPECT_EQ(stat[0], 2u);
+    EXPECT_EQ(stat[3], 0u);
+    EXPECT_NE(kelMalloc(world, 24), nullptr);
+
+    EXPECT_EQ(kelCleanMemoryHandle(world, nullptr), 6);
+    EXPECT_EQ(kelDeleteMemoryHandle(world, nullptr), 6);
+    EXPECT_EQ(kelGetMemoryHandleStat(world, nullptr, stat, 1), 6);
+    world->ext->userVprint = nullptr;
+    kelDeleteMemoryHandle(world, handle);
+    EXPECT_EQ(live(), 0);
+}
+
+TEST_F(MemoryHandle, SwitchingHandlesKeepsTheFunctionsTheFirstReplaced) {
+    void *first = kelCreateMemoryHandle(world, 64);
+    void *second = kelCreateMemoryHandle(world, 64);
+    EXPECT_EQ(kelGetActiveMemoryHandle(world), second);
+    void *p = kelRealloc(world, nullptr, 8);
+    std::memcpy(p, "abcdefg", 8);
+    p = kelRealloc(world, p, 200);
+    EXPECT_STREQ(static_cast<char *>(p), "abcdefg");
+    EXPECT_EQ(kelSetActiveMemoryHandle(world, nullptr), 0);
+    EXPECT_EQ(world->getMem, CountingAllocator::get_mem);
+    EXPECT_EQ(world->reallocMem, CountingAllocator::realloc_mem);
+    EXPECT_EQ(kelSetActiveMemoryHandle(nullptr, first), 6);
+    kelDeleteMemoryHandle(world, first);
+    kelDeleteMemoryHandle(world, second);
+    EXPECT_EQ(live(), 0);
+}
+
+} // namespace
