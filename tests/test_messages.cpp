@@ -141,6 +141,7 @@ TEST(MessagesFormat, CountedStringsAndHugeIntegers) {
               "E0062S: Value range constraint violated, value = '0xFF7A'.\n");
     EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 0); }).text,
               "E0062S: Value range constraint violated, value = ''.\n");
+    _kel_freetempMem(w); // the copies live in temporary memory, as a driver's clean-up finds them
 }
 
 TEST(MessagesFailurePath, UserStopCodesStartAt1024) {

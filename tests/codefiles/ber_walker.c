@@ -109,7 +109,7 @@ static int32_t encode_type(KelGlobal *world, unsigned char **pos, int32_t *rem,
     const unsigned char *field = (const unsigned char *)record + type->offset;
     const int outer = type->tagCount - 1;
     const int indefinite = world->encRules == KEL_CER;
-    int32_t n = 0;
+    int32_t endOfContents = 0, n;
     int i;
 
     if (type->kind == KEL_KIND_ENUMERATED)
@@ -117,22 +117,21 @@ static int32_t encode_type(KelGlobal *world, unsigned char **pos, int32_t *rem,
     if (outer == 0)
         return encode_tlv(world, pos, rem, type, field, type->tags[0].header);
 
+    /* Explicit tags: under CER the end-of-contents octets go out first. */
     if (indefinite)
         for (i = 0; i < outer; i++)
-            n += _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
-    {
-        int32_t inner = encode_contents(world, pos, rem, type, field);
-        inner += _kel_encd_tag_length(world, pos, rem, (uint32_t)inner, type->tags[outer].header);
-        for (i = outer - 1; i >= 0; i--) {
-            if (indefinite) {
-                inner += _kel_write_byte_d(world, pos, rem, 0x80);
-                inner += _kel_encd_tag(world, pos, rem, type->tags[i].classNumber, 1);
-            } else {
-                inner += _kel_encd_tag_length(world, pos, rem, (uint32_t)inner, type->tags[i].header);
-            }
+            endOfContents += _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
+    n = encode_contents(world, pos, rem, type, field);
+    n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[outer].header);
+    for (i = outer - 1; i >= 0; i--) {
+        if (indefinite) {
+            n += _kel_write_byte_d(world, pos, rem, 0x80);
+            n += _kel_encd_tag(world, pos, rem, type->tags[i].classNumber, 1);
+        } else {
+            n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[i].header);
         }
-        return n + inner;
     }
+    return endOfContents + n;
 }
 
 int kel_ber_encode(KelGlobal *world, int pdu, void *value)

@@ -256,6 +256,24 @@ class Runner {
     const Totals &totals() const { return totals_; }
 
   private:
+    // Encodings of the corpus that break X.690 itself: the library refuses
+    // them as it must, so they are reported and counted as skipped.
+    struct Disagreement {
+        const char *module, *id, *rule, *reason;
+    };
+    static constexpr Disagreement kDisagreements[] = {
+        {"TypesZoo", "int-m128", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+        {"TypesZoo", "int-m2147483648", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+        {"TypesZoo", "int-m9223372036854775808", "cer",
+         "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+    };
+    static const char *disagreement(const Json &c, const std::string &rule) {
+        for (const Disagreement &d : kDisagreements)
+            if (c["module"] == d.module && c["id"] == d.id && rule == d.rule)
+                return d.reason;
+        return nullptr;
+    }
+
     void run_case(const Json &c) {
         const std::string label = c["module"].get<std::string>() + " " + c["type"].get<std::string>() +
                                   " " + c["id"].get<std::string>();
@@ -271,6 +289,12 @@ class Runner {
                 continue;
             const Rule *rule = find_rule(name);
             if (!rule || !world || !supports(file, *rule)) {
+                totals_.skipped++;
+                continue;
+            }
+            if (const char *reason = disagreement(c, name)) {
+                std::fprintf(stderr, "%s %s: skipped, the vector is wrong: %s\n", label.c_str(), name.c_str(),
+                             reason);
                 totals_.skipped++;
                 continue;
             }
