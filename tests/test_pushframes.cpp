@@ -191,6 +191,7 @@ TEST(PushFrames, CallersBufferTooSmallForTheLength) {
         _kel_fast_pop_global(world.get());
     });
     EXPECT_EQ(code, 1);
+    _kel_freetempMem(world.get()); // what a driver's recovery does
 }
 
 TEST(PushedWorld, FailureDeepInsideIsRecordedAtTheTop) {
