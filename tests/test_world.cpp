@@ -116,6 +116,7 @@ TEST_F(World, BriefWorldHasNoTable) {
     unsigned char octet = 0;
     KelBuf input = {1, &octet};
     void *value = nullptr;
+    kelLinkBer(&world); // the rule is linked, so the missing table is what answers
     EXPECT_EQ(kelDecode(&world, &pdu, &input, &value), 20) << "no table: message 37";
     kelbriefterm(&world);
 }
