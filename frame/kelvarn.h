@@ -489,4 +489,9 @@ KEL_API int kelGetMemoryHandleStat(KelGlobal *world, void *handle, uint32_t stat
 }
 #endif
 
+/* Time values and conversions: declared in their own headers, part of this
+ * interface. */
+#include "kelvarn_time.h"
+#include "kelvarn_convert.h"
+
 #endif /* KELVARN_H */
