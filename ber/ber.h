@@ -1,6 +1,7 @@
 // ber.h - what the BER family's sources share: assembling identifier and
 // length octets in front of content in one stack array, so that a whole
-// header (or a whole TLV) goes below the writer's position in one store.
+// header (or a whole TLV) goes below the writer's position in one store; and
+// the contents of strings as the decoders collect them from the input.
 #pragma once
 
 #include <cstdint>
@@ -31,5 +32,100 @@ inline void push_header(BackwardOctets<Capacity> &out, uint32_t length, uint32_t
             out.push((tag >> 16) & 0xFF);
     }
 }
+
+// Message numbers of the object identifier, REAL and time primitives.
+namespace value_msg {
+enum : int {
+    kMsgTimeNotUtc = 8,
+    kMsgBadOid = 70,
+    kMsgNullInput = 71,
+    kMsgTimeRange = 72,
+    kMsgMonthRange = 73, // 74 day, 75 hour, 76 minute, 77 second, 78 millisecond
+    kMsgSizeExceeded = 79,
+    kMsgBadDecimalReal = 83,
+    kMsgBadMixedReal = 84,
+    kMsgExponentTooLong = 94,
+    kMsgSubidTooLong = 97,
+    kMsgMantissaDigits = 107, // 108 exponent digits, 109 to 111 NR1 to NR3
+    kMsgRealZeroContents = 112,
+    kMsgReservedReal = 113,
+    kMsgEmbeddedNul = 114,
+    kMsgIndefinitePrimitive = 119,
+    kMsgRealTooLarge = 128,
+    kMsgOidTooLong = 129,
+};
+} // namespace value_msg
+
+inline bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE_RELAXED) != 0; }
+
+} // namespace kel::ber
+
+// ---------------------------------------------------------------------------
+// String contents on the decoding side
+// ---------------------------------------------------------------------------
+
+namespace kel::ber {
+
+// Messages of the string primitives, by their own names.
+namespace string_msg {
+enum : int {
+    kMsgFirstOctetNotZero = 12,
+    kMsgSizeViolated = 27,
+    kMsgBitsTooLong = 42,
+    kMsgSizeExceeded = 79,
+    kMsgBadUtf8Unit = 87,
+    kMsgInconsistentLengths = 102,
+    kMsgUnusedBitsRange = 105,
+    kMsgIndefinitePrimitive = 119,
+    kMsgBadUtf8Sequence = 135,
+    kMsgWidthMultiple = 140,
+    kMsgNestingTooDeep = 181,
+};
+} // namespace string_msg
+
+// The contents of one string as they lie in the input: a primitive string is
+// one fragment, a constructed one the primitive segments that the walk found.
+// Nothing is copied until the caller knows where the value goes.  The list
+// points into the record itself, so a record is filled in place and never
+// copied.
+struct StringContents {
+    KelFragmentList list;
+    KelFragment inlineFragments[8];
+    uint32_t octets; // total over the fragments
+};
+
+// Takes the contents of an OCTET STRING or character string whose header
+// gave `length` (negative: indefinite) and whose tag left its constructed
+// bit in bitOffset; the input position moves behind them.
+void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                 StringContents *contents);
+// The same for a BIT STRING: the fragments hold the bits without the
+// unused-bits octets, whose count is in list.unusedBits.
+void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                     StringContents *contents);
+// Copies the first `n` octets of the contents to `dest`.
+void copy_string(const StringContents *contents, void *dest, uint32_t n);
+// Gives back a fragment array that grew into temporary memory.
+void release_string(KelGlobal *world, StringContents *contents);
+
+inline bool encoder_unconstrained(const KelGlobal *world) {
+    return (world->encodingFlags & NOCONSTRAIN) != 0;
+}
+inline bool decoder_unconstrained(const KelGlobal *world) {
+    return (world->decodingFlags & NOCONSTRAIN) != 0;
+}
+
+} // namespace kel::ber
+
+// ---------------------------------------------------------------------------
+// Debug hooks in the form of the world's post hooks
+// ---------------------------------------------------------------------------
+
+namespace kel::ber {
+
+// _kel_db_e_post and _kel_db_d_post as KelPostHook, which the settings
+// install and the failure path calls with a message number and two nulls.
+int encoder_post_hook(KelGlobal *world, int message, void *position, void *length);
+int decoder_post_hook(KelGlobal *world, int message, void *pdu, void *value);
 
 } // namespace kel::ber

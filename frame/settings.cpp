@@ -7,6 +7,7 @@
 // (closed, or opened and failed) counts as null for the extension's fields.
 #include <initializer_list>
 
+#include "ber.h"
 #include "internal.h"
 #include "settings.h"
 
@@ -136,7 +137,9 @@ struct DebugHooks {
     KelPostHook encPost;
     KelPostHook decPost;
 };
-const DebugHooks kDebugHooks = {{nullptr, nullptr, nullptr, nullptr}, nullptr, nullptr};
+const DebugHooks kDebugHooks = {{nullptr, nullptr, nullptr, nullptr},
+                                 kel::ber::encoder_post_hook,
+                                 kel::ber::decoder_post_hook};
 
 // An unknown-extension list: a count word, then that many pairs of length and
 // value pointer (KelBuf), the first pair on the boundary of a pointer.

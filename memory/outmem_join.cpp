@@ -55,10 +55,6 @@ void close_last_octet(KelGlobal *world) {
 
 } // namespace
 
-void kel_undo_block_frames(KelGlobal *) {
-    // The BER block frames (_kel_beginBlock) undo their open frames here.
-}
-
 extern "C" {
 
 void _kel_set_outmem_d(KelGlobal *world, uint32_t freeInLast, uint32_t *length, unsigned char **value) {

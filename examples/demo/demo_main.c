@@ -1,21 +1,53 @@
 /*
- * demo_main.c - kelvarn-demo: opens a world on the Demo code file, encodes a
- * DemoRecord under BER into a buffer of its own and into library memory,
- * decodes it back, and shows the DER encoding too.
+ * demo_main.c - kelvarn-demo: opens a world on the PersonnelRecordA1 code
+ * file, encodes the sample record of X.690 Annex A under every rule the code
+ * file serves (BER, CER, DER), decodes each encoding back, checks that it
+ * gives the same octets again, and prints the encodings and the record.
  */
-#include <inttypes.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "demo.h"
+#include "personnel.h"
 
-static void print_encoding(const char *title, const KelBuf *encoding)
+static ChildInformation sampleChildren[] = {
+    { { "Ralph", "T", "Smith" }, "19571111" },
+    { { "Susan", "B", "Jones" }, "19590717" },
+};
+
+static PersonnelRecord sample = {
+    children_present,
+    { "John", "P", "Smith" },
+    "Director",
+    51,
+    "19710917",
+    { "Mary", "T", "Smith" },
+    { 2, sampleChildren },
+};
+
+static void print_octets(const KelBuf *encoding)
 {
     uint32_t i;
-    printf("%-32s", title);
     for (i = 0; i < encoding->length; i++)
-        printf(" %02x", encoding->value[i]);
+        printf("%02x%s", encoding->value[i], (i + 1) % 32 == 0 ? "\n  " : "");
     printf("\n");
+}
+
+static void print_name(const char *label, const Name *name)
+{
+    printf("  %-13s %s %s. %s\n", label, name->givenName, name->initial, name->familyName);
+}
+
+static void print_record(const PersonnelRecord *record)
+{
+    uint32_t i;
+    print_name("name", &record->name);
+    printf("  %-13s %s\n  %-13s %d\n  %-13s %s\n", "title", record->title, "number",
+           (int)record->number, "dateOfHire", record->dateOfHire);
+    print_name("nameOfSpouse", &record->nameOfSpouse);
+    for (i = 0; i < record->children.count; i++) {
+        print_name("child", &record->children.value[i].name);
+        printf("  %-13s %s\n", "  born", record->children.value[i].dateOfBirth);
+    }
 }
 
 static int fail(KelGlobal *world, const char *what, int code)
@@ -27,55 +59,51 @@ static int fail(KelGlobal *world, const char *what, int code)
 
 int main(void)
 {
+    static const struct { int rule; const char *name; } rules[] = {
+        { KEL_BER, "BER" }, { KEL_CER, "CER" }, { KEL_DER, "DER" },
+    };
     KelGlobal world;
-    DemoRecord record = { 4711, 1, 65535, -1234567890123LL };
-    DemoRecord *decoded;
-    unsigned char area[64];
-    KelBuf encoding, input;
-    void *value = NULL;
-    int pdu = DemoRecord_PDU;
+    unsigned char area[512];
+    size_t r;
     int code;
 
     memset(&world, 0, sizeof world);
-    if ((code = kelinit(&world, &demo_control)) != 0) {
+    if ((code = kelinit(&world, &personnel_control)) != 0) {
         fprintf(stderr, "kelinit failed with code %d\n", code);
         return 1;
     }
 
-    /* BER into the application's own buffer: the encoding ends at its top. */
-    encoding.length = sizeof area;
-    encoding.value = area;
-    if ((code = kelEncode(&world, DemoRecord_PDU, &record, &encoding)) != 0)
-        return fail(&world, "BER encode (own buffer)", code);
-    print_encoding("BER, own buffer:", &encoding);
+    for (r = 0; r < sizeof rules / sizeof rules[0]; r++) {
+        KelBuf encoding = { 0, NULL }, input, again = { sizeof area, area };
+        void *value = NULL;
+        int pdu = PersonnelRecord_PDU;
 
-    /* BER into library memory, released with kelFreeBuf. */
-    encoding.length = 0;
-    encoding.value = NULL;
-    if ((code = kelEncode(&world, DemoRecord_PDU, &record, &encoding)) != 0)
-        return fail(&world, "BER encode (library memory)", code);
-    print_encoding("BER, library memory:", &encoding);
+        kelSetEncodingRules(&world, rules[r].rule);
+        /* Encode into library memory (released with kelFreeBuf). */
+        if ((code = kelEncode(&world, PersonnelRecord_PDU, &sample, &encoding)) != 0)
+            return fail(&world, rules[r].name, code);
+        printf("%s, %u octets:\n  ", rules[r].name, (unsigned)encoding.length);
+        print_octets(&encoding);
 
-    /* Back to a value in library memory, released with kelFreePDU.  The
-     * decoder advances the input record past what it read, so it gets a copy. */
-    input = encoding;
-    if ((code = kelDecode(&world, &pdu, &input, &value)) != 0)
-        return fail(&world, "BER decode", code);
-    decoded = value;
-    printf("decoded: id %" PRId32 ", urgent %s, count %" PRIu16 ", delta %" PRId64 "\n", decoded->id,
-           decoded->urgent ? "TRUE" : "FALSE", decoded->count, decoded->delta);
-    kelFreePDU(&world, pdu, value);
-    kelFreeBuf(&world, encoding.value);
+        /* Decode into library memory (released with kelFreePDU); the decoder
+         * moves the input record past what it read, so it gets a copy. */
+        input = encoding;
+        if ((code = kelDecode(&world, &pdu, &input, &value)) != 0)
+            return fail(&world, "decode", code);
 
-    /* DER: the code file declared that it supports it. */
-    kelSetEncodingRules(&world, KEL_DER);
-    encoding.length = 0;
-    encoding.value = NULL;
-    if ((code = kelEncode(&world, DemoRecord_PDU, &record, &encoding)) != 0)
-        return fail(&world, "DER encode", code);
-    print_encoding("DER, library memory:", &encoding);
-    kelFreeBuf(&world, encoding.value);
-
+        /* Encode the decoded record again, into the application's buffer. */
+        if ((code = kelEncode(&world, PersonnelRecord_PDU, value, &again)) != 0)
+            return fail(&world, "re-encode", code);
+        printf("  decoded and encoded again: %s\n",
+               again.length == encoding.length &&
+                       memcmp(again.value, encoding.value, encoding.length) == 0
+                   ? "same octets"
+                   : "DIFFERENT OCTETS");
+        if (rules[r].rule == KEL_DER)
+            print_record(value);
+        kelFreePDU(&world, pdu, value);
+        kelFreeBuf(&world, encoding.value);
+    }
     kelterm(&world);
     return 0;
 }

@@ -8,7 +8,14 @@
  * costs one `_tl` call.  Under CER the explicit tags get indefinite lengths.
  * The decoder reads forward with _kel_dec_tag_length and the value readers on
  * the world's inPos and inRemaining.  Failures leave through _kel_enc_error.
+ *
+ * Strings call the primitive of their memory form.  Under CER an OCTET
+ * STRING or character string of more than 1000 octets goes out in
+ * 1000-octet segments inside an indefinite-length constructed encoding, as
+ * generated code does it; BIT STRING segments come from the bit writer.
  */
+#include <string.h>
+
 #include "codefiles.h"
 #include "kelvarn_ber.h"
 
@@ -65,9 +72,202 @@ static const KelTypeDesc *enter_pdu(KelGlobal *world, int pdu)
     return file->pdus[pdu - 1].type;
 }
 
+static int is_string(const KelTypeDesc *type)
+{
+    return type->kind >= KEL_KIND_BIT_STRING;
+}
+
+/* Octets of the varying forms' length word before the value. */
+#define VARYING_HEADER 4u
+
+static uint32_t *varying_length(unsigned char *record)
+{
+    return (uint32_t *)(void *)record;
+}
+
+/* Room of a string form: the bound, in octets for bit strings. */
+static uint32_t room_of(const KelTypeDesc *type)
+{
+    return type->kind == KEL_KIND_BIT_STRING ? (uint32_t)(type->upper + 7) / 8 : (uint32_t)type->upper;
+}
+
 /* ------------------------------------------------------------------------ */
 /* Encoder                                                                   */
 /* ------------------------------------------------------------------------ */
+
+/* The units of a string value that isn't a bit string: octets, or the u16
+ * or u32 characters of BMP and Universal forms. */
+typedef struct StringUnits {
+    const unsigned char *data;
+    uint32_t count;
+    uint32_t unitSize;
+} StringUnits;
+
+static StringUnits string_units(const KelTypeDesc *type, const unsigned char *field)
+{
+    const KelUnboundedString *unbounded = (const KelUnboundedString *)(const void *)field;
+    const unsigned char *record;
+    StringUnits units = { field, 0, 1 };
+
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+    case KEL_FORM_UTF8:
+    case KEL_FORM_BMP:
+    case KEL_FORM_UNIVERSAL:
+        units.data = unbounded->value;
+        units.count = unbounded->length;
+        units.unitSize = type->form == KEL_FORM_BMP ? 2 : type->form == KEL_FORM_UNIVERSAL ? 4 : 1;
+        break;
+    case KEL_FORM_VARYING:
+        units.data = field + VARYING_HEADER;
+        units.count = *(const uint32_t *)(const void *)field;
+        break;
+    case KEL_FORM_VARYING_PTR:
+        record = *(unsigned char *const *)(const void *)field;
+        units.data = record + VARYING_HEADER;
+        units.count = *(const uint32_t *)(const void *)record;
+        break;
+    case KEL_FORM_PADDED:
+        units.count = (uint32_t)type->upper;
+        while (units.count && (field[units.count - 1] == ' ' || field[units.count - 1] == 0))
+            units.count--;
+        break;
+    case KEL_FORM_NULLTERM:
+        units.count = (uint32_t)strlen((const char *)field);
+        break;
+    case KEL_FORM_NULLTERM_PTR:
+        record = *(unsigned char *const *)(const void *)field;
+        units.data = record;
+        units.count = (uint32_t)strlen((const char *)record);
+        break;
+    default: /* KEL_FORM_FIXED */
+        units.count = (uint32_t)type->upper;
+        break;
+    }
+    return units;
+}
+
+/* The contents of a string that isn't a bit string, by its memory form. */
+static int32_t encode_string_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                      const KelTypeDesc *type, unsigned char *field)
+{
+    const int octets = type->kind == KEL_KIND_OCTET_STRING;
+    const int32_t limit = (int32_t)type->upper;
+    StringUnits units = string_units(type, field);
+    void *data = (void *)units.data;
+
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+        return octets ? _kel_encd_uoct_ia(world, pos, rem, data, (int32_t)units.count, limit)
+                      : _kel_encd_ustr_ia(world, pos, rem, data, (int32_t)units.count, limit);
+    case KEL_FORM_VARYING:
+    case KEL_FORM_VARYING_PTR:
+    case KEL_FORM_FIXED:
+        return octets ? _kel_encd_voct_ia(world, pos, rem, data, (int32_t)units.count, limit)
+                      : _kel_encd_vstr_ia(world, pos, rem, data, (int32_t)units.count, limit);
+    case KEL_FORM_PADDED: return _kel_encd_pstr(world, pos, rem, field, limit);
+    case KEL_FORM_NULLTERM:
+    case KEL_FORM_NULLTERM_PTR: return _kel_encd_nstr(world, pos, rem, (const char *)data, limit);
+    case KEL_FORM_BMP:
+        return _kel_encd_bmpstr_ia(world, pos, rem, (const uint16_t *)data, (int32_t)units.count, limit);
+    case KEL_FORM_UNIVERSAL:
+        return _kel_encd_unistr_ia(world, pos, rem, (const uint32_t *)data, units.count, limit);
+    default: /* KEL_FORM_UTF8 */
+        return _kel_encd_utf8unbound_ia(world, pos, rem, data, units.count, limit);
+    }
+}
+
+/* CER: the units in primitive segments of 1000 octets, the last segment
+ * (the short one) written first. */
+static int32_t encode_segments(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                               const StringUnits *units)
+{
+    const uint32_t perSegment = 1000 / units->unitSize;
+    uint32_t left = units->count, n = left % perSegment ? left % perSegment : perSegment;
+    int32_t total = 0, octets;
+
+    for (; left; left -= n, n = perSegment) {
+        const void *from = units->data + (left - n) * units->unitSize;
+        switch (units->unitSize) {
+        case 2:
+            octets = _kel_encd_bmpstr_ia(world, pos, rem, (const uint16_t *)from, (int32_t)n, 0);
+            break;
+        case 4:
+            octets = _kel_encd_unistr_ia(world, pos, rem, (const uint32_t *)from, n, 0);
+            break;
+        default:
+            octets = _kel_encd_uoct_ia(world, pos, rem, (void *)from, (int32_t)n, 0);
+            break;
+        }
+        total += octets + _kel_encd_tag_length(world, pos, rem, (uint32_t)octets, 0x04);
+    }
+    return total;
+}
+
+/* Bits of a bit string value, and the contents by its memory form; a
+ * negative result is a segmented (constructed) encoding. */
+static uint32_t bit_count(const KelTypeDesc *type, const unsigned char *field)
+{
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED: return ((const KelUnboundedBits *)(const void *)field)->length;
+    case KEL_FORM_VARYING: return *(const uint32_t *)(const void *)field;
+    case KEL_FORM_VARYING_PTR: return **(const uint32_t *const *)(const void *)field;
+    default: return (uint32_t)type->upper;
+    }
+}
+
+static int32_t encode_bits_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                    const KelTypeDesc *type, unsigned char *field)
+{
+    const uint8_t named = (type->flags & KEL_DESC_NAMED_BITS) != 0;
+    const uint32_t count = bit_count(type, field);
+
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+        return _kel_encd_dubit_ia(world, pos, rem, ((KelUnboundedBits *)(void *)field)->value,
+                                  (int32_t)count, (int32_t)type->upper, named);
+    case KEL_FORM_VARYING:
+        return _kel_encd_vbit_ia(world, pos, rem, field + VARYING_HEADER, count, room_of(type));
+    case KEL_FORM_VARYING_PTR:
+        return _kel_encd_dvbit_ia(world, pos, rem, *(unsigned char **)(void *)field + VARYING_HEADER,
+                                  count, room_of(type), named);
+    default: /* KEL_FORM_PADDED */
+        if (!named)
+            return _kel_encb_pbit(world, pos, rem, (const uint16_t *)(void *)field, count);
+        return world->encRules == KEL_BER ? _kel_encd9_pbit(world, pos, rem, field, (int32_t)count)
+                                          : _kel_encd_pbit(world, pos, rem, field, count);
+    }
+}
+
+/* The whole TLV of a string under its own (innermost) tag. */
+static int32_t encode_string_tlv(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                 const KelTypeDesc *type, unsigned char *field, const KelTag *tag)
+{
+    const int cer = world->encRules == KEL_CER;
+    int32_t n, endOfContents = 0;
+
+    if (type->kind == KEL_KIND_BIT_STRING) {
+        if (cer && (bit_count(type, field) + 7) / 8 >= 1000)
+            endOfContents = _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
+        n = encode_bits_contents(world, pos, rem, type, field);
+        if (n >= 0)
+            return n + _kel_encd_tag_length(world, pos, rem, (uint32_t)n, tag->header);
+        n = -n;
+    } else {
+        StringUnits units = string_units(type, field);
+        if (!cer || units.count * units.unitSize <= 1000) {
+            n = encode_string_contents(world, pos, rem, type, field);
+            return n + _kel_encd_tag_length(world, pos, rem, (uint32_t)n, tag->header);
+        }
+        endOfContents = _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
+        n = encode_segments(world, pos, rem, &units);
+    }
+    if (cer)
+        n += _kel_write_byte_d(world, pos, rem, 0x80);
+    else
+        n += _kel_encd_length(world, pos, rem, (uint32_t)n);
+    return endOfContents + n + _kel_encd_tag(world, pos, rem, tag->classNumber, 1);
+}
 
 /* Contents octets alone, for a type whose header is written separately. */
 static int32_t encode_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
@@ -114,6 +314,8 @@ static int32_t encode_type(KelGlobal *world, unsigned char **pos, int32_t *rem,
 
     if (type->kind == KEL_KIND_ENUMERATED)
         check_enumerated(world, type, load_signed(field, type->width));
+    if (outer == 0 && is_string(type))
+        return encode_string_tlv(world, pos, rem, type, (unsigned char *)field, &type->tags[0]);
     if (outer == 0)
         return encode_tlv(world, pos, rem, type, field, type->tags[0].header);
 
@@ -121,8 +323,12 @@ static int32_t encode_type(KelGlobal *world, unsigned char **pos, int32_t *rem,
     if (indefinite)
         for (i = 0; i < outer; i++)
             endOfContents += _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
-    n = encode_contents(world, pos, rem, type, field);
-    n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[outer].header);
+    if (is_string(type)) {
+        n = encode_string_tlv(world, pos, rem, type, (unsigned char *)field, &type->tags[outer]);
+    } else {
+        n = encode_contents(world, pos, rem, type, field);
+        n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[outer].header);
+    }
     for (i = outer - 1; i >= 0; i--) {
         if (indefinite) {
             n += _kel_write_byte_d(world, pos, rem, 0x80);
@@ -206,6 +412,80 @@ static void decode_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
         check_enumerated(world, type, value);
 }
 
+/* A string's contents into its memory form. */
+static void decode_string(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                          const KelTypeDesc *type, unsigned char *field, int32_t length)
+{
+    const int octets = type->kind == KEL_KIND_OCTET_STRING;
+    const int32_t limit = (int32_t)type->upper;
+    const int named = (type->flags & KEL_DESC_NAMED_BITS) != 0;
+    KelUnboundedString *unbounded = (KelUnboundedString *)(void *)field;
+    unsigned char **record = (unsigned char **)(void *)field;
+    uint32_t n;
+
+    if (type->kind == KEL_KIND_BIT_STRING) {
+        switch (type->form) {
+        case KEL_FORM_UNBOUNDED:
+            unbounded->length = (uint32_t)_kel_dec_ubit_ia(world, pos, rem, length, &unbounded->value,
+                                                           limit, named ? KEL_BITS_NAMED : 0);
+            return;
+        case KEL_FORM_VARYING:
+            *varying_length(field) = (uint32_t)_kel_dec_vbit_ia(world, pos, rem, length,
+                                                                field + VARYING_HEADER, (int32_t)room_of(type));
+            return;
+        case KEL_FORM_VARYING_PTR:
+            n = (uint32_t)_kel_dec_vbit_ptr_nz(world, pos, rem, length, record, VARYING_HEADER,
+                                               room_of(type), named ? KEL_BITS_NAMED : 0);
+            *varying_length(*record) = n;
+            return;
+        default: /* KEL_FORM_PADDED */
+            _kel_dec_pbit(world, pos, rem, length, field, limit, (int8_t)named);
+            return;
+        }
+    }
+
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+        unbounded->length = (uint32_t)(octets ? _kel_dec_uoct_ia(world, pos, rem, length, &unbounded->value, limit)
+                                              : _kel_dec_ustr_ia(world, pos, rem, length, &unbounded->value, limit));
+        return;
+    case KEL_FORM_VARYING:
+        *varying_length(field) = (uint32_t)(
+            octets ? _kel_dec_voct_ia(world, pos, rem, length, field + VARYING_HEADER, limit)
+                   : _kel_dec_vstr_ia(world, pos, rem, length, field + VARYING_HEADER, limit));
+        return;
+    case KEL_FORM_VARYING_PTR:
+        n = (uint32_t)(octets ? _kel_dec_voct_ptr_ia(world, pos, rem, length, record, VARYING_HEADER, limit)
+                              : _kel_dec_vstr_ptr_ia(world, pos, rem, length, record, VARYING_HEADER, limit));
+        *varying_length(*record) = n;
+        return;
+    case KEL_FORM_FIXED:
+        _kel_dec_fixed_oct(world, pos, rem, length, field, (uint32_t)limit);
+        return;
+    case KEL_FORM_PADDED:
+        _kel_dec_pstr(world, pos, rem, length, field, limit);
+        return;
+    case KEL_FORM_NULLTERM:
+        _kel_dec_nstr(world, pos, rem, length, field, limit);
+        return;
+    case KEL_FORM_NULLTERM_PTR:
+        _kel_dec_nstr_ptr(world, pos, rem, length, record, limit);
+        return;
+    case KEL_FORM_BMP:
+        unbounded->length = (uint32_t)_kel_dec_bmpstr_ia(world, pos, rem, length,
+                                                         (uint16_t **)(void *)&unbounded->value, (uint32_t)limit);
+        return;
+    case KEL_FORM_UNIVERSAL:
+        unbounded->length = (uint32_t)_kel_dec_unistr_ia(world, pos, rem, length,
+                                                         (uint32_t **)(void *)&unbounded->value, (uint32_t)limit);
+        return;
+    default: /* KEL_FORM_UTF8 */
+        unbounded->length = (uint32_t)_kel_dec_utf8unbound_ia(world, pos, rem, length,
+                                                              (void **)(void *)&unbounded->value, limit);
+        return;
+    }
+}
+
 static void decode_type(KelGlobal *world, const KelTypeDesc *type, void *record)
 {
     unsigned char **pos = &world->inPos;
@@ -222,9 +502,16 @@ static void decode_type(KelGlobal *world, const KelTypeDesc *type, void *record)
         end[i] = length < 0 ? -1 : *rem - length;
     }
     length = _kel_dec_tag_length(world, pos, rem, type->tags[outer].match);
-    if (length < 0)
-        _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
-    decode_contents(world, pos, rem, type, (unsigned char *)record + type->offset, length);
+    if (is_string(type)) {
+        /* A constructed string may have the indefinite form, but not in DER. */
+        if (length < 0 && world->encRules == KEL_DER)
+            _kel_enc_error(world, MSG_INDEFINITE_DER, 0);
+        decode_string(world, pos, rem, type, (unsigned char *)record + type->offset, length);
+    } else {
+        if (length < 0)
+            _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
+        decode_contents(world, pos, rem, type, (unsigned char *)record + type->offset, length);
+    }
 
     for (i = outer - 1; i >= 0; i--) {
         if (end[i] >= 0 ? *rem != end[i]
@@ -256,11 +543,32 @@ void kel_ber_init(KelGlobal *world)
     world->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 
+/* The pieces that a decoded string holds apart from its record. */
+static void free_string(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
+{
+    void *piece;
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+    case KEL_FORM_UTF8:
+    case KEL_FORM_BMP:
+    case KEL_FORM_UNIVERSAL: piece = ((KelUnboundedString *)(void *)field)->value; break;
+    case KEL_FORM_VARYING_PTR:
+    case KEL_FORM_NULLTERM_PTR: piece = *(void **)(void *)field; break;
+    default: return;
+    }
+    if (piece)
+        kelFreeMemory(world, piece);
+}
+
 int kel_codefile_free(KelGlobal *world, int pdu, void *value)
 {
     const KelCodeFile *file = kel_world_codefile(world);
+    const KelTypeDesc *type;
     if (pdu < 1 || pdu > file->pduCount)
         return 3;
+    type = file->pdus[pdu - 1].type;
+    if (is_string(type))
+        free_string(world, type, (unsigned char *)value + type->offset);
     kelFreeMemory(world, value);
     return 0;
 }

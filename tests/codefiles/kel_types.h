@@ -30,8 +30,38 @@ typedef enum KelTypeKind {
     KEL_KIND_BOOLEAN = 1,
     KEL_KIND_NULL,
     KEL_KIND_INTEGER,
-    KEL_KIND_ENUMERATED
+    KEL_KIND_ENUMERATED,
+    KEL_KIND_BIT_STRING,
+    KEL_KIND_OCTET_STRING,
+    KEL_KIND_CHAR_STRING /* any character string; its tag tells which */
 } KelTypeKind;
+
+/* Memory forms of strings, as a compiler picks them; `upper` is the size
+ * bound in characters, octets or bits, 0 for none.  `room` below is `upper`,
+ * or for bits the octets that hold `upper` bits.
+ *   UNBOUNDED     KelUnboundedString, KelUnboundedBits
+ *   VARYING       struct { uint32_t length; unsigned char value[room]; }
+ *   VARYING_PTR   pointer to that struct, allocated by the decoder
+ *   FIXED         unsigned char value[upper]
+ *   PADDED        char value[upper], blank-padded; bits: a field of `upper`
+ *                 bits (u8, u16, u32 up to 32 bits)
+ *   NULLTERM      char value[upper + 1]
+ *   NULLTERM_PTR  char *
+ *   BMP           KelBmpString
+ *   UNIVERSAL     KelUniversalString
+ *   UTF8          KelUnboundedString holding UTF-8 octets */
+typedef enum KelStringForm {
+    KEL_FORM_UNBOUNDED = 1,
+    KEL_FORM_VARYING,
+    KEL_FORM_VARYING_PTR,
+    KEL_FORM_FIXED,
+    KEL_FORM_PADDED,
+    KEL_FORM_NULLTERM,
+    KEL_FORM_NULLTERM_PTR,
+    KEL_FORM_BMP,
+    KEL_FORM_UNIVERSAL,
+    KEL_FORM_UTF8
+} KelStringForm;
 
 /* One tag in the three forms of the BER primitives. */
 typedef struct KelTag {
@@ -65,6 +95,15 @@ typedef struct KelTag {
 #define KEL_TAG_INTEGER KEL_TAG(0x0000u, 0, 2)
 #define KEL_TAG_NULL KEL_TAG(0x0000u, 0, 5)
 #define KEL_TAG_ENUMERATED KEL_TAG(0x0000u, 0, 10)
+#define KEL_TAG_BIT_STRING KEL_TAG(0x0000u, 0, 3)
+#define KEL_TAG_OCTET_STRING KEL_TAG(0x0000u, 0, 4)
+#define KEL_TAG_UTF8_STRING KEL_TAG(0x0000u, 0, 12)
+#define KEL_TAG_NUMERIC_STRING KEL_TAG(0x0000u, 0, 18)
+#define KEL_TAG_PRINTABLE_STRING KEL_TAG(0x0000u, 0, 19)
+#define KEL_TAG_IA5_STRING KEL_TAG(0x0000u, 0, 22)
+#define KEL_TAG_VISIBLE_STRING KEL_TAG(0x0000u, 0, 26)
+#define KEL_TAG_UNIVERSAL_STRING KEL_TAG(0x0000u, 0, 28)
+#define KEL_TAG_BMP_STRING KEL_TAG(0x0000u, 0, 30)
 
 /* Tags of one type, outermost first; explicit tags stand before the
  * type's own.  A count of 0 is an untagged type (a CHOICE). */
@@ -81,6 +120,7 @@ typedef struct KelNamedNumber {
 #define KEL_DESC_LOWER 0x2u      /* `lower` is a bound */
 #define KEL_DESC_UPPER 0x4u      /* `upper` is a bound */
 #define KEL_DESC_EXTENSIBLE 0x8u /* constraint or enumeration has an ellipsis */
+#define KEL_DESC_NAMED_BITS 0x10u /* BIT STRING with a named bit list */
 
 typedef struct KelTypeDesc {
     const char *name;
@@ -89,6 +129,7 @@ typedef struct KelTypeDesc {
     KelTag tags[KEL_MAX_TAGS];
     uint8_t width;    /* integers: octets of the memory form, 1, 2, 4 or 8 */
     uint8_t flags;    /* KEL_DESC_* */
+    uint8_t form;     /* strings: KelStringForm */
     uint16_t offset;  /* of the value in the parent record; 0 for a PDU */
     uint32_t size;    /* octets of the value in memory */
     int64_t lower, upper;

@@ -8,9 +8,12 @@
 // and compare the octets (canonical rules) or decode the re-encoding and
 // compare the value (BER); all of it once in library memory and once in a
 // caller's buffer.  Prints one line per failed check, then the totals.
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <fstream>
 #include <map>
 #include <set>
@@ -21,6 +24,7 @@
 #include <nlohmann/json.hpp>
 
 #include "codefiles.h"
+#include "kelvarn_prim.h"
 
 namespace {
 
@@ -76,6 +80,249 @@ std::string to_hex(const uint8_t *p, size_t n) {
 // Values in their memory forms
 // ---------------------------------------------------------------------------
 
+// Memory that the pointers of a built value lead to; 8-aligned pieces that
+// live as long as the case.
+class Pieces {
+  public:
+    uint8_t *take(size_t octets) {
+        pieces_.emplace_back(octets / 8 + 1);
+        return reinterpret_cast<uint8_t *>(pieces_.back().data());
+    }
+    template <class T> T *copy(const std::vector<T> &units) {
+        if (units.empty())
+            return nullptr;
+        T *piece = reinterpret_cast<T *>(take(units.size() * sizeof(T)));
+        std::memcpy(piece, units.data(), units.size() * sizeof(T));
+        return piece;
+    }
+
+  private:
+    std::deque<std::vector<uint64_t>> pieces_;
+};
+
+// Characters of UTF-8 text; false for a malformed sequence.
+bool code_points(const std::string &text, std::vector<uint32_t> &out) {
+    for (size_t i = 0; i < text.size();) {
+        const uint8_t lead = static_cast<uint8_t>(text[i]);
+        const int extra = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : -1;
+        if (extra < 0 || i + extra >= text.size())
+            return false;
+        uint32_t value = extra ? lead & (0x3F >> extra) : lead;
+        for (int k = 1; k <= extra; k++)
+            value = value << 6 | (static_cast<uint8_t>(text[i + k]) & 0x3F);
+        out.push_back(value);
+        i += extra + 1;
+    }
+    return true;
+}
+
+// Octets of a padded bit field of `bits` bits: a u8, u16 or u32 up to 32.
+size_t padded_bits_octets(uint32_t bits) {
+    return bits <= 8 ? 1 : bits <= 16 ? 2 : bits <= 32 ? 4 : (bits + 7) / 8;
+}
+
+uint32_t room_of(const KelTypeDesc *type) {
+    return static_cast<uint32_t>(type->kind == KEL_KIND_BIT_STRING ? (type->upper + 7) / 8 : type->upper);
+}
+
+uint32_t load_u32(const uint8_t *p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
+uint8_t *load_ptr(const uint8_t *p) {
+    uint8_t *v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+void store_u32(uint8_t *p, uint32_t v) { std::memcpy(p, &v, 4); }
+void store_ptr(uint8_t *p, const void *v) { std::memcpy(p, &v, sizeof v); }
+
+// A string value as it lies in its memory form: `length` in the form's
+// unit (bits for bit strings), `data` the octets that hold it.
+struct StringValue {
+    uint64_t length;
+    const uint8_t *data;
+    size_t octets;
+};
+
+StringValue string_value(const KelTypeDesc *type, const uint8_t *field) {
+    const bool bits = type->kind == KEL_KIND_BIT_STRING;
+    const uint8_t *record;
+    uint32_t n;
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+    case KEL_FORM_UTF8:
+    case KEL_FORM_BMP:
+    case KEL_FORM_UNIVERSAL: {
+        n = load_u32(field);
+        const size_t unit = type->form == KEL_FORM_BMP ? 2 : type->form == KEL_FORM_UNIVERSAL ? 4 : 1;
+        return {n, load_ptr(field + offsetof(KelUnboundedString, value)), bits ? (n + 7) / 8 : n * unit};
+    }
+    case KEL_FORM_VARYING:
+        n = load_u32(field);
+        return {n, field + 4, bits ? (n + 7) / 8 : n};
+    case KEL_FORM_VARYING_PTR:
+        record = load_ptr(field);
+        n = load_u32(record);
+        return {n, record + 4, bits ? (n + 7) / 8 : n};
+    case KEL_FORM_NULLTERM:
+        return {std::strlen(reinterpret_cast<const char *>(field)), field,
+                std::strlen(reinterpret_cast<const char *>(field))};
+    case KEL_FORM_NULLTERM_PTR:
+        record = load_ptr(field);
+        return {std::strlen(reinterpret_cast<const char *>(record)), record,
+                std::strlen(reinterpret_cast<const char *>(record))};
+    case KEL_FORM_PADDED:
+        if (bits)
+            return {0, field, padded_bits_octets(static_cast<uint32_t>(type->upper))};
+        return {0, field, static_cast<size_t>(type->upper)};
+    default: // KEL_FORM_FIXED
+        return {0, field, static_cast<size_t>(type->upper)};
+    }
+}
+
+bool strings_equal(const KelTypeDesc *type, const uint8_t *a, const uint8_t *b) {
+    const StringValue x = string_value(type, a), y = string_value(type, b);
+    return x.length == y.length && x.octets == y.octets &&
+           (x.octets == 0 || std::memcmp(x.data, y.data, x.octets) == 0);
+}
+
+// A bit string in the corpus: {"value": hex, "length": bits}, or hex alone
+// for a fixed size.
+bool json_bits(const Json &json, Bytes &octets, uint32_t &count) {
+    if (json.is_string()) {
+        octets = from_hex(json.get<std::string>());
+        count = static_cast<uint32_t>(octets.size() * 8);
+        return true;
+    }
+    if (!json.is_object() || !json.contains("value") || !json.contains("length"))
+        return false;
+    octets = from_hex(json["value"].get<std::string>());
+    count = json["length"].get<uint32_t>();
+    return octets.size() == (count + 7) / 8;
+}
+
+
+// Builds the memory form of a string; false where the value has no place in
+// it (a NUL in a NUL-terminated form, a size the form can't hold).
+bool build_string(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
+    const uint32_t upper = static_cast<uint32_t>(type->upper);
+    if (type->kind == KEL_KIND_BIT_STRING) {
+        Bytes octets;
+        uint32_t count = 0;
+        if (!json_bits(json, octets, count))
+            return false;
+        switch (type->form) {
+        case KEL_FORM_UNBOUNDED:
+            store_u32(field, count);
+            store_ptr(field + offsetof(KelUnboundedBits, value), pieces.copy(octets));
+            return true;
+        case KEL_FORM_VARYING:
+            if (octets.size() > room_of(type))
+                return false;
+            store_u32(field, count);
+            std::memcpy(field + 4, octets.data(), octets.size());
+            return true;
+        case KEL_FORM_VARYING_PTR: {
+            uint8_t *record = pieces.take(4 + std::max<size_t>(octets.size(), room_of(type)));
+            store_u32(record, count);
+            std::memcpy(record + 4, octets.data(), octets.size());
+            store_ptr(field, record);
+            return true;
+        }
+        default: { // KEL_FORM_PADDED
+            if (count > upper)
+                return false;
+            octets.resize(std::max<size_t>(octets.size(), 4));
+            const uint32_t value = uint32_t(octets[0]) << 24 | uint32_t(octets[1]) << 16 |
+                                   uint32_t(octets[2]) << 8 | octets[3];
+            if (upper <= 8) {
+                *field = static_cast<uint8_t>(value >> 24);
+            } else if (upper <= 16) {
+                const uint16_t unit = static_cast<uint16_t>(value >> 16);
+                std::memcpy(field, &unit, 2);
+            } else if (upper <= 32) {
+                std::memcpy(field, &value, 4);
+            } else {
+                std::memcpy(field, octets.data(), (upper + 7) / 8);
+            }
+            return true;
+        }
+        }
+    }
+    if (!json.is_string())
+        return false;
+    const std::string text = json.get<std::string>();
+    if (type->form == KEL_FORM_BMP || type->form == KEL_FORM_UNIVERSAL) {
+        std::vector<uint32_t> characters;
+        if (!code_points(text, characters))
+            return false;
+        store_u32(field, static_cast<uint32_t>(characters.size()));
+        if (type->form == KEL_FORM_UNIVERSAL) {
+            store_ptr(field + offsetof(KelUniversalString, value), pieces.copy(characters));
+            return true;
+        }
+        std::vector<uint16_t> units;
+        for (uint32_t c : characters) {
+            if (c > 0xFFFF)
+                return false;
+            units.push_back(static_cast<uint16_t>(c));
+        }
+        store_ptr(field + offsetof(KelBmpString, value), pieces.copy(units));
+        return true;
+    }
+    const Bytes octets = type->kind == KEL_KIND_OCTET_STRING ? from_hex(text) : Bytes(text.begin(), text.end());
+    const uint32_t length = static_cast<uint32_t>(octets.size());
+    const bool hasNul = std::find(octets.begin(), octets.end(), 0) != octets.end();
+    switch (type->form) {
+    case KEL_FORM_UNBOUNDED:
+    case KEL_FORM_UTF8:
+        store_u32(field, length);
+        store_ptr(field + offsetof(KelUnboundedString, value), pieces.copy(octets));
+        return true;
+    case KEL_FORM_VARYING:
+        if (length > upper)
+            return false;
+        store_u32(field, length);
+        std::memcpy(field + 4, octets.data(), length);
+        return true;
+    case KEL_FORM_VARYING_PTR: {
+        uint8_t *record = pieces.take(4 + std::max(length, upper));
+        store_u32(record, length);
+        std::memcpy(record + 4, octets.data(), length);
+        store_ptr(field, record);
+        return true;
+    }
+    case KEL_FORM_FIXED:
+        if (length != upper)
+            return false;
+        std::memcpy(field, octets.data(), length);
+        return true;
+    case KEL_FORM_PADDED:
+        if (length > upper)
+            return false;
+        std::memcpy(field, octets.data(), length);
+        std::memset(field + length, ' ', upper - length);
+        return true;
+    case KEL_FORM_NULLTERM:
+        if (length > upper || hasNul)
+            return false;
+        std::memcpy(field, octets.data(), length);
+        field[length] = 0;
+        return true;
+    default: { // KEL_FORM_NULLTERM_PTR
+        if (hasNul)
+            return false;
+        uint8_t *text0 = pieces.take(length + 1);
+        std::memcpy(text0, octets.data(), length);
+        text0[length] = 0;
+        store_ptr(field, text0);
+        return true;
+    }
+    }
+}
+
 // Octets of the value proper, for comparison.
 size_t value_octets(const KelTypeDesc *type) {
     switch (type->kind) {
@@ -110,9 +357,13 @@ bool store_integer(const KelTypeDesc *type, uint8_t *field, const Json &json) {
 
 // Builds the memory form of `json` into `record`; false if the value has no
 // place in this form (the check is then skipped).
-bool build_value(const KelTypeDesc *type, const Json &json, void *record) {
+bool build_value(const KelTypeDesc *type, const Json &json, void *record, Pieces &pieces) {
     uint8_t *field = static_cast<uint8_t *>(record) + type->offset;
     switch (type->kind) {
+    case KEL_KIND_BIT_STRING:
+    case KEL_KIND_OCTET_STRING:
+    case KEL_KIND_CHAR_STRING:
+        return build_string(type, json, field, pieces);
     case KEL_KIND_BOOLEAN:
         if (!json.is_boolean())
             return false;
@@ -135,6 +386,9 @@ bool build_value(const KelTypeDesc *type, const Json &json, void *record) {
 }
 
 bool values_equal(const KelTypeDesc *type, const void *a, const void *b) {
+    if (type->kind >= KEL_KIND_BIT_STRING)
+        return strings_equal(type, static_cast<const uint8_t *>(a) + type->offset,
+                             static_cast<const uint8_t *>(b) + type->offset);
     return std::memcmp(static_cast<const uint8_t *>(a) + type->offset,
                        static_cast<const uint8_t *>(b) + type->offset, value_octets(type)) == 0;
 }
@@ -266,6 +520,12 @@ class Runner {
         {"TypesZoo", "int-m2147483648", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
         {"TypesZoo", "int-m9223372036854775808", "cer",
          "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+        {"TypesZoo", "bits-16384", "cer",
+         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)"},
+        {"TypesZoo", "bits-16392", "cer",
+         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)"},
+        {"TypesZoo", "namedbits-trailing-zeros", "cer",
+         "named-bit BIT STRING keeps trailing 0 bits, which CER drops (X.690 11.2.2)"},
     };
     static const char *disagreement(const Json &c, const std::string &rule) {
         for (const Disagreement &d : kDisagreements)
@@ -281,7 +541,8 @@ class Runner {
         int pdu = file ? kel_codefile_pdu(file, c["type"].get<std::string>().c_str()) : 0;
         const KelTypeDesc *type = pdu ? file->pdus[pdu - 1].type : nullptr;
         Area expected(type ? type->size : 0);
-        const bool buildable = type && build_value(type, c["value"], expected.data());
+        Pieces pieces;
+        const bool buildable = type && build_value(type, c["value"], expected.data(), pieces);
         KelGlobal *world = buildable ? world_of(file) : nullptr;
 
         for (auto &[name, encoding] : c["enc"].items()) {

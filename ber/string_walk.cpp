@@ -1,0 +1,236 @@
+// string_walk.cpp - the walk over constructed strings: the tree of segments
+// is traversed once, noting where each primitive segment lies, so that the
+// decoders copy the value once, knowing its size.  Also the step that turns
+// a primitive or constructed string into such a fragment list.
+
+#include <cstring>
+
+#include "ber.h"
+#include "internal.h"
+#include "kelvarn_ber.h"
+
+namespace {
+
+using namespace kel::ber::string_msg;
+using kel::ber::StringContents;
+
+// The end of an indefinite-length level: no position reaches it.
+unsigned char *const kNoEnd = reinterpret_cast<unsigned char *>(~uintptr_t{0});
+
+[[noreturn]] void end_of_input(KelGlobal *world) {
+    _kel_enc_error(world, kel::kMsgEndOfInput, 0);
+}
+
+inline uint8_t walk_octet(KelGlobal *world, unsigned char *&p) {
+    if (p >= world->inLimit)
+        end_of_input(world);
+    return *p++;
+}
+
+void add_fragment(KelGlobal *world, KelFragmentList *list, unsigned char *value, uint32_t length) {
+    if (list->count >= list->capacity)
+        _kel_reallocate_fragment_array(world, list);
+    list->fragments[list->count++] = KelFragment{length, value};
+}
+
+// One level of the walk.  `Bits` selects the BIT STRING walk: segments carry
+// tag 3 and lead with an unused-bits octet.
+template <bool Bits>
+uint32_t walk(KelGlobal *world, KelFragmentList *list, unsigned char **pos, unsigned char *end) {
+    constexpr uint32_t kSegmentTag = Bits ? 3 : 4;
+    KelWorldExt *ext = world->ext;
+    const uint32_t depthLimit = ext->constructedLimit;
+    if (depthLimit && ++ext->constructedDepth > depthLimit)
+        _kel_enc_error(world, kMsgNestingTooDeep, 0);
+
+    uint32_t total = 0;
+    unsigned char *p = *pos;
+    while (p < end) {
+        const uint8_t first = walk_octet(world, p);
+        uint32_t number = first & 0x1F;
+        if (number == 0x1F) {
+            uint8_t octet;
+            number = 0;
+            do {
+                octet = walk_octet(world, p);
+                if (number > 127)
+                    _kel_enc_error(world, kel::kMsgTagTooLong, number);
+                number = number << 7 | (octet & 0x7F);
+            } while (octet & 0x80);
+        }
+        const uint8_t lengthOctet = walk_octet(world, p);
+        if (first == 0 && lengthOctet == 0)
+            break; // end-of-contents
+        if ((first & 0xC0) || number != kSegmentTag)
+            _kel_enc_error(world, kel::kMsgTagMismatch,
+                           kSegmentTag << 16 | (uint32_t(first & 0xC0) << 8 | (number & 0x3FFF)));
+        const bool constructed = (first & 0x20) != 0;
+
+        if (lengthOctet == 0x80) {
+            if (!constructed)
+                _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+            *pos = p;
+            total += walk<Bits>(world, list, pos, kNoEnd);
+            p = *pos;
+            continue;
+        }
+        uint32_t length = lengthOctet;
+        if (lengthOctet > 0x80) {
+            length = 0;
+            for (uint32_t n = lengthOctet & 0x7F; n; --n) {
+                if (length > 0xFFFFFF)
+                    _kel_enc_error(world, kel::kMsgLengthTooLong, length);
+                length = length << 8 | walk_octet(world, p);
+            }
+        }
+        if (length > static_cast<uintptr_t>(world->inLimit - p))
+            end_of_input(world);
+        if (constructed) {
+            *pos = p;
+            total += walk<Bits>(world, list, pos, p + length);
+            p = *pos;
+            continue;
+        }
+        if constexpr (Bits) {
+            if (length) {
+                if (list->unusedBits)
+                    _kel_enc_error(world, kMsgFirstOctetNotZero, 0);
+                list->unusedBits = p[0];
+                if (length > 1)
+                    add_fragment(world, list, p + 1, length - 1);
+                total += length - 1;
+            }
+        } else if (length) {
+            add_fragment(world, list, p, length);
+            total += length;
+        }
+        p += length;
+    }
+    *pos = p;
+    if (p > end)
+        _kel_enc_error(world, kMsgInconsistentLengths, 0);
+    if (depthLimit)
+        --ext->constructedDepth;
+    return total;
+}
+
+void start_list(StringContents *contents) {
+    contents->list = KelFragmentList{contents->inlineFragments, 8, 0, 0, 0};
+    contents->octets = 0;
+}
+
+// Walks a constructed string that starts at `*pos`; `length` from its
+// header, negative for the indefinite form.
+template <bool Bits>
+void take_constructed(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                      StringContents *contents) {
+    if (length > *rem)
+        end_of_input(world);
+    world->inLimit = *pos + *rem;
+    unsigned char *end = length < 0 ? kNoEnd : *pos + length;
+    contents->octets = walk<Bits>(world, &contents->list, pos, end);
+    *rem = static_cast<int32_t>(world->inLimit - *pos);
+}
+
+// A primitive string of `length` octets at `*pos` becomes the only fragment.
+unsigned char *take_primitive(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length) {
+    if (length < 0)
+        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+    if (length > *rem)
+        end_of_input(world);
+    unsigned char *start = *pos;
+    *pos += length;
+    *rem -= length;
+    return start;
+}
+
+} // namespace
+
+namespace kel::ber {
+
+void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                 StringContents *contents) {
+    start_list(contents);
+    if (world->bitOffset) {
+        take_constructed<false>(world, pos, rem, length, contents);
+        return;
+    }
+    unsigned char *start = take_primitive(world, pos, rem, length);
+    if (length) {
+        contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), start};
+        contents->list.count = 1;
+        contents->octets = static_cast<uint32_t>(length);
+    }
+}
+
+void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                     StringContents *contents) {
+    start_list(contents);
+    if (world->bitOffset) {
+        take_constructed<true>(world, pos, rem, length, contents);
+    } else {
+        if (length < 1)
+            _kel_enc_error(world, string_msg::kMsgIndefinitePrimitive, 0);
+        unsigned char *start = take_primitive(world, pos, rem, length);
+        contents->list.unusedBits = start[0];
+        if (length > 1) {
+            contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length - 1), start + 1};
+            contents->list.count = 1;
+            contents->octets = static_cast<uint32_t>(length - 1);
+        }
+    }
+    const uint8_t unused = contents->list.unusedBits;
+    if (contents->octets && unused > 7)
+        _kel_enc_error(world, string_msg::kMsgUnusedBitsRange, unused);
+    if (!contents->octets && unused)
+        _kel_enc_error(world, string_msg::kMsgFirstOctetNotZero, 0);
+}
+
+void copy_string(const StringContents *contents, void *dest, uint32_t n) {
+    auto *out = static_cast<unsigned char *>(dest);
+    const KelFragment *fragment = contents->list.fragments;
+    for (; n; ++fragment) {
+        const uint32_t part = fragment->length < n ? fragment->length : n;
+        std::memcpy(out, fragment->value, part);
+        out += part;
+        n -= part;
+    }
+}
+
+void release_string(KelGlobal *world, StringContents *contents) {
+    if (contents->list.flags & 1u) {
+        _kel_dec_freetempmem(world, contents->list.fragments);
+        contents->list.flags &= static_cast<uint16_t>(~1u);
+    }
+}
+
+} // namespace kel::ber
+
+extern "C" {
+
+uint32_t _kel_get_strlen(KelGlobal *world, KelFragmentList *list, unsigned char **pos,
+                         unsigned char *end) {
+    return walk<false>(world, list, pos, end);
+}
+
+uint32_t _kel_get_bitlen(KelGlobal *world, KelFragmentList *list, unsigned char **pos,
+                         unsigned char *end) {
+    return walk<true>(world, list, pos, end);
+}
+
+void _kel_reallocate_fragment_array(KelGlobal *world, KelFragmentList *list) {
+    const uint32_t oldSize = static_cast<uint32_t>(list->capacity) * sizeof(KelFragment);
+    const uint32_t newSize = oldSize + 8 * sizeof(KelFragment);
+    if (list->flags & 1u) {
+        list->fragments = static_cast<KelFragment *>(
+            _kel_dec_realloctempmem(world, list->fragments, oldSize, newSize));
+    } else {
+        auto *moved = static_cast<KelFragment *>(_kel_dec_gettempmem(world, newSize));
+        std::memcpy(moved, list->fragments, oldSize);
+        list->fragments = moved;
+        list->flags |= 1u;
+    }
+    list->capacity += 8;
+}
+
+} // extern "C"
