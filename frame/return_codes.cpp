@@ -134,8 +134,8 @@ constexpr auto kTextByCode = [] {
 }();
 
 constexpr const char *kChoiceOrPduText[3] = {
-    "Encoder: Choice selector is out of range.  Decoder: The PDU number that you specified does not "
-    "match the tag found in the encoded data",
+    // One literal: a split one reads as a missing comma.
+    "Encoder: Choice selector is out of range.  Decoder: The PDU number that you specified does not match the tag found in the encoded data",
     "Choice selector is out of range",
     "The PDU number that you specified does not match the tag found in the encoded data",
 };

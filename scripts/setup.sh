@@ -8,6 +8,9 @@ dpkg -s g++-multilib >/dev/null 2>&1 || need+=(g++-multilib)
 dpkg -s libgtest-dev >/dev/null 2>&1 || need+=(libgtest-dev)
 dpkg -s nlohmann-json3-dev >/dev/null 2>&1 || need+=(nlohmann-json3-dev)
 dpkg -s libbenchmark-dev >/dev/null 2>&1 || need+=(libbenchmark-dev)
+# clang with its fuzzer and sanitizer runtimes, for the fuzz targets.
+command -v clang++ >/dev/null || need+=(clang)
+dpkg -s libclang-rt-dev >/dev/null 2>&1 || need+=(libclang-rt-dev)
 if [ ${#need[@]} -gt 0 ]; then
   sudo=""; [ "$(id -u)" -eq 0 ] || sudo="sudo"
   $sudo apt-get update -qq

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test: the 32-bit build, the AddressSanitizer +
-# UndefinedBehaviorSanitizer build, and the x86_64 build, whose ctest runs the
-# other two suites as tests of its own, so one summary line covers all.
+# UndefinedBehaviorSanitizer build, the fuzz targets (clang, a short run of
+# each), and the x86_64 build, whose ctest runs the other three suites as
+# tests of its own, so one summary line covers all.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 jobs=$(nproc)
@@ -13,6 +14,9 @@ configure() { # dir, extra cmake arguments...
 }
 configure i386 -DKEL_M32=ON -DKEL_EXAMPLES=OFF
 configure sanitize -DKEL_SANITIZE=ON -DKEL_EXAMPLES=OFF
-configure x86_64 -DKEL_BENCH=ON "-DKEL_EXTRA_SUITES=$root/build/i386;$root/build/sanitize"
+configure fuzz -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DKEL_FUZZ=ON -DKEL_TESTS=OFF \
+  -DKEL_EXAMPLES=OFF
+configure x86_64 -DKEL_BENCH=ON \
+  "-DKEL_EXTRA_SUITES=$root/build/i386;$root/build/sanitize;$root/build/fuzz"
 "$root/build/x86_64/examples/kelvarn-demo" >/dev/null
 ctest --test-dir "$root/build/x86_64" --output-on-failure -j"$jobs"
