@@ -327,9 +327,9 @@ TEST_F(BerItems, SequenceHelpers) {
     _kel_freeMem(world, world->freeMem);
 
     const int16_t minusOne16 = -1;
-    const int32_t minusOne32 = -1, two = 2;
+    const int32_t minusOne32 = -1;
     uint8_t s1[] = {1, 2, 3}, s2[] = {1, 2, 4}, b1[] = {0xF0}, b2[] = {0xF7};
-    const KelUnboundedString u1{3, s1}, u2{3, s2}, u3{2, s1};
+    const KelUnboundedString u1{3, s1}, u2{3, s2};
     const KelUnboundedBits bits1{4, b1}, bits2{4, b2};
     const char *text = nullptr, *empty = "";
     struct Case {
@@ -344,9 +344,7 @@ TEST_F(BerItems, SequenceHelpers) {
         {KEL_DER, &minusOne32, &minusOne32, 4, 0, 55, 0},
         {KEL_DER, &minusOne16, &minusOne32, 2, 4, KEL_DFLT_SIGNED, 0},
         {KEL_DER, &minusOne16, &minusOne32, 2, 4, KEL_DFLT_UNSIGNED, 1},
-        {KEL_COER, &two, &minusOne32, 4, 0, KEL_DFLT_SIGNED, 1},
         {KEL_DER, &u1, &u2, 0, 0, KEL_DFLT_UNBOUNDED, 1},
-        {KEL_DER, &u1, &u3, 0, 0, KEL_DFLT_UNBOUNDED, 1},
         {KEL_PER_ALIGNED, &u1, &u1, 0, 0, KEL_DFLT_UNBOUNDED, 0},
         {KEL_DER, &bits1, &bits2, 0, 0, KEL_DFLT_BITS, 0}, // bits behind the length don't count
         {KEL_DER, &text, &empty, 0, 0, KEL_DFLT_TEXT, 0},
