@@ -129,9 +129,9 @@ constexpr int kJsonIndentNullWorld = -6;
 
 // What kelSetDebugFlags installs: debugPrinters holds kelPrintPDU,
 // kelPrintHex, kelPrintXML and kelPrintJSON in this order, and the post hooks
-// are _kel_db_e_post and _kel_db_d_post.  The value printers and the debug
-// hooks are filled in here as they are built; until then the slots stay null
-// and the failure path prints nothing of its own.
+// are _kel_db_e_post and _kel_db_d_post.  The printers are filled in here
+// as they are built; until then their slots stay null and the hooks skip
+// them.
 struct DebugHooks {
     void *printers[4];
     KelPostHook encPost;
