@@ -6,33 +6,17 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <string>
-#include <vector>
 
+#include "bench_files.h"
 #include "counting_alloc.h"
 #include "personnel.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using kel_test::bench_file;
+using kel_test::Bytes;
 using kel_test::CountingAllocator;
-
-Bytes from_hex(const std::string &text) {
-    Bytes out;
-    std::string digits;
-    for (char c : text)
-        if (std::isxdigit(static_cast<unsigned char>(c)))
-            digits += c;
-    for (size_t i = 0; i + 1 < digits.size(); i += 2)
-        out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    return out;
-}
-
-Bytes bench_file(const char *name) {
-    std::ifstream in(std::string(KEL_BENCH_DIR) + "/" + name);
-    return from_hex(std::string(std::istreambuf_iterator<char>(in), {}));
-}
 
 ChildInformation sampleChildren[] = {
     {{const_cast<char *>("Ralph"), const_cast<char *>("T"), const_cast<char *>("Smith")},

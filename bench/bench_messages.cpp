@@ -1,0 +1,123 @@
+// bench_messages.cpp - ProtoMessage and CertTrim through their straight-line
+// code files, as an application runs them: decode and encode under DER and
+// BER, in library memory and in a caller's buffer.  The encodings are the
+// files of the benchmark directory (../shared/bench beside the source tree);
+// the value to encode is their decoding.  Decoding in library memory
+// includes kelFreePDU.  Names follow <message>/<rule>/<direction>/<memory>.
+#include <benchmark/benchmark.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "../tests/support/bench_files.h"
+#include "cert_trim.h"
+#include "proto_message.h"
+
+namespace {
+
+using kel_test::Bytes;
+
+// The benchmark directory, found from this file's place in the tree.
+std::string bench_dir() {
+    std::string here = __FILE__;
+    return here.substr(0, here.rfind("/bench/")) + "/../shared/bench/";
+}
+
+struct MessageFile {
+    const char *name;
+    KelControlTable *control;
+    int pdu;
+};
+
+// A world on the message's code file with the file's encoding under `rule`
+// and its decoding, which the encoder benchmarks encode.
+struct World {
+    KelGlobal world{};
+    Bytes encoding;
+    void *value = nullptr;
+    int pdu;
+    World(const MessageFile &m, int rule, const char *ruleName) : pdu(m.pdu) {
+        std::ifstream in(bench_dir() + m.name + "." + ruleName + ".hex");
+        encoding = kel_test::from_hex(std::string(std::istreambuf_iterator<char>(in), {}));
+        kelinit(&world, m.control);
+        kelSetEncodingRules(&world, rule);
+        KelBuf buf{static_cast<uint32_t>(encoding.size()), encoding.data()};
+        if (kelDecode(&world, &pdu, &buf, &value) != 0)
+            value = nullptr;
+    }
+    ~World() {
+        if (value)
+            kelFreePDU(&world, pdu, value);
+        kelterm(&world);
+    }
+};
+
+void encode(benchmark::State &state, const World &w, bool caller) {
+    KelGlobal *world = const_cast<KelGlobal *>(&w.world);
+    static unsigned char area[4096];
+    for (auto _ : state) {
+        KelBuf out = caller ? KelBuf{sizeof area, area} : KelBuf{0, nullptr};
+        if (kelEncode(world, w.pdu, w.value, &out) != 0)
+            state.SkipWithError(kelGetErrMsg(world));
+        benchmark::DoNotOptimize(out.value);
+        if (!caller)
+            kelFreeBuf(world, out.value);
+    }
+}
+
+void decode(benchmark::State &state, const World &w, bool caller) {
+    KelGlobal *world = const_cast<KelGlobal *>(&w.world);
+    alignas(8) static unsigned char area[8192];
+    for (auto _ : state) {
+        KelBuf in{static_cast<uint32_t>(w.encoding.size()), const_cast<unsigned char *>(w.encoding.data())};
+        int pdu = w.pdu;
+        void *value = caller ? area : nullptr;
+        if (caller)
+            kelSetDecodingLength(world, sizeof area);
+        if (kelDecode(world, &pdu, &in, &value) != 0)
+            state.SkipWithError(kelGetErrMsg(world));
+        benchmark::DoNotOptimize(value);
+        if (!caller)
+            kelFreePDU(world, pdu, value);
+    }
+}
+
+void run(benchmark::State &state, const MessageFile &m, int rule, const char *ruleName, bool encoder,
+         bool caller) {
+    World w(m, rule, ruleName);
+    if (!w.value) {
+        state.SkipWithError("the benchmark file doesn't decode");
+        return;
+    }
+    if (encoder)
+        encode(state, w, caller);
+    else
+        decode(state, w, caller);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * w.encoding.size()));
+}
+
+// Registered by name, so that the report reads <message>/<rule>/<direction>/<memory>.
+const bool registered = [] {
+    static const MessageFile messages[] = {
+        {"ProtoMessage", &proto_message_control, Message_PDU},
+        {"CertTrim", &cert_trim_control, Certificate_PDU},
+    };
+    static const struct { int rule; const char *name; } rules[] = {{KEL_DER, "der"}, {KEL_BER, "ber"}};
+    for (const MessageFile &m : messages)
+        for (const auto &r : rules)
+            for (bool encoder : {false, true})
+                for (bool caller : {false, true}) {
+                    const std::string name = std::string(m.name) + "/" + r.name + (encoder ? "/encode/" : "/decode/") +
+                                             (caller ? "caller" : "library");
+                    const MessageFile *message = &m;
+                    const int rule = r.rule;
+                    const char *ruleName = r.name;
+                    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &s) {
+                        run(s, *message, rule, ruleName, encoder, caller);
+                    });
+                }
+    return true;
+}();
+
+} // namespace
