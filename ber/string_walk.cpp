@@ -27,90 +27,147 @@ inline uint8_t walk_octet(KelGlobal *world, unsigned char *&p) {
     return *p++;
 }
 
+// Whether the octets at `p` are an end-of-contents pair.  Reads as the
+// walk reads a header: never past the input.
+bool end_of_contents(KelGlobal *world, const unsigned char *p) {
+    if (p >= world->inLimit || p[0] != 0)
+        return false;
+    if (p + 1 >= world->inLimit)
+        end_of_input(world);
+    return p[1] == 0;
+}
+
 void add_fragment(KelGlobal *world, KelFragmentList *list, unsigned char *value, uint32_t length) {
     if (list->count >= list->capacity)
         _kel_reallocate_fragment_array(world, list);
     list->fragments[list->count++] = KelFragment{length, value};
 }
 
-// One level of the walk.  `Bits` selects the BIT STRING walk: segments carry
-// tag 3 and lead with an unused-bits octet.
+// The ends of the open levels of a walk, innermost last.  The first ones
+// live on the stack; deeper nesting goes on in chunks of the second temporary
+// list, each holding a link to the chunk below, so that any depth costs no
+// machine stack and a failure leaves the chunks to the driver's release.
+class Levels {
+  public:
+    explicit Levels(unsigned char *end) : ends_(inline_), used_(1), capacity_(kInline) { inline_[0] = end; }
+    unsigned char *innermost() const { return ends_[used_ - 1]; }
+    bool outermost() const { return ends_ == inline_ && used_ == 1; }
+
+    void open(KelGlobal *world, unsigned char *end) {
+        if (used_ == capacity_) {
+            auto **chunk = reinterpret_cast<unsigned char **>(
+                _kel_tstk_get_altdecmem(world, kChunk * sizeof(unsigned char *)));
+            chunk[0] = reinterpret_cast<unsigned char *>(ends_);
+            ends_ = chunk;
+            used_ = 1;
+            capacity_ = kChunk;
+        }
+        ends_[used_++] = end;
+    }
+    void close(KelGlobal *world) {
+        if (--used_ == 1 && ends_ != inline_) {
+            auto **below = reinterpret_cast<unsigned char **>(ends_[0]);
+            _kel_tstk_free_altdecmem(world, reinterpret_cast<unsigned char *>(ends_));
+            ends_ = below;
+            used_ = capacity_ = below == inline_ ? kInline : kChunk;
+        }
+    }
+
+  private:
+    static constexpr uint32_t kInline = 32, kChunk = 512;
+    unsigned char *inline_[kInline];
+    unsigned char **ends_;
+    uint32_t used_, capacity_;
+};
+
+// The walk over a constructed string from its contents at `*pos` to `end`.
+// `Bits` selects the BIT STRING walk: segments carry tag 3 and lead with an
+// unused-bits octet.  Every level entered counts against the nesting limit.
 template <bool Bits>
 uint32_t walk(KelGlobal *world, KelFragmentList *list, unsigned char **pos, unsigned char *end) {
     constexpr uint32_t kSegmentTag = Bits ? 3 : 4;
     KelWorldExt *ext = world->ext;
     const uint32_t depthLimit = ext->constructedLimit;
-    if (depthLimit && ++ext->constructedDepth > depthLimit)
-        _kel_enc_error(world, kMsgNestingTooDeep, 0);
-
+    auto enter = [&] {
+        if (depthLimit && ++ext->constructedDepth > depthLimit)
+            _kel_enc_error(world, kMsgNestingTooDeep, 0);
+    };
+    enter();
+    Levels levels(end);
     uint32_t total = 0;
     unsigned char *p = *pos;
-    while (p < end) {
-        const uint8_t first = walk_octet(world, p);
-        uint32_t number = first & 0x1F;
-        if (number == 0x1F) {
-            uint8_t octet;
-            number = 0;
-            do {
-                octet = walk_octet(world, p);
-                if (number > 127)
-                    _kel_enc_error(world, kel::kMsgTagTooLong, number);
-                number = number << 7 | (octet & 0x7F);
-            } while (octet & 0x80);
-        }
-        const uint8_t lengthOctet = walk_octet(world, p);
-        if (first == 0 && lengthOctet == 0)
-            break; // end-of-contents
-        if ((first & 0xC0) || number != kSegmentTag)
-            _kel_enc_error(world, kel::kMsgTagMismatch,
-                           kSegmentTag << 16 | (uint32_t(first & 0xC0) << 8 | (number & 0x3FFF)));
-        const bool constructed = (first & 0x20) != 0;
-
-        if (lengthOctet == 0x80) {
-            if (!constructed)
-                _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-            *pos = p;
-            total += walk<Bits>(world, list, pos, kNoEnd);
-            p = *pos;
+    for (;;) {
+        unsigned char *const levelEnd = levels.innermost();
+        if (p < levelEnd && !end_of_contents(world, p)) {
+            const uint8_t first = walk_octet(world, p);
+            uint32_t number = first & 0x1F;
+            if (number == 0x1F) {
+                uint8_t octet;
+                number = 0;
+                do {
+                    octet = walk_octet(world, p);
+                    if (number > 127)
+                        _kel_enc_error(world, kel::kMsgTagTooLong, number);
+                    number = number << 7 | (octet & 0x7F);
+                } while (octet & 0x80);
+            }
+            const uint8_t lengthOctet = walk_octet(world, p);
+            if ((first & 0xC0) || number != kSegmentTag)
+                _kel_enc_error(world, kel::kMsgTagMismatch,
+                               kSegmentTag << 16 | (uint32_t(first & 0xC0) << 8 | (number & 0x3FFF)));
+            const bool constructed = (first & 0x20) != 0;
+            if (lengthOctet == 0x80) {
+                if (!constructed)
+                    _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+                enter();
+                levels.open(world, kNoEnd);
+                continue;
+            }
+            uint32_t length = lengthOctet;
+            if (lengthOctet > 0x80) {
+                length = 0;
+                for (uint32_t n = lengthOctet & 0x7F; n; --n) {
+                    if (length > 0xFFFFFF)
+                        _kel_enc_error(world, kel::kMsgLengthTooLong, length);
+                    length = length << 8 | walk_octet(world, p);
+                }
+            }
+            if (length > static_cast<uintptr_t>(world->inLimit - p))
+                end_of_input(world);
+            if (constructed) {
+                enter();
+                levels.open(world, p + length);
+                continue;
+            }
+            if constexpr (Bits) {
+                if (length) {
+                    if (list->unusedBits)
+                        _kel_enc_error(world, kMsgFirstOctetNotZero, 0);
+                    list->unusedBits = p[0];
+                    if (length > 1)
+                        add_fragment(world, list, p + 1, length - 1);
+                    total += length - 1;
+                }
+            } else if (length) {
+                add_fragment(world, list, p, length);
+                total += length;
+            }
+            p += length;
             continue;
         }
-        uint32_t length = lengthOctet;
-        if (lengthOctet > 0x80) {
-            length = 0;
-            for (uint32_t n = lengthOctet & 0x7F; n; --n) {
-                if (length > 0xFFFFFF)
-                    _kel_enc_error(world, kel::kMsgLengthTooLong, length);
-                length = length << 8 | walk_octet(world, p);
-            }
-        }
-        if (length > static_cast<uintptr_t>(world->inLimit - p))
-            end_of_input(world);
-        if (constructed) {
-            *pos = p;
-            total += walk<Bits>(world, list, pos, p + length);
-            p = *pos;
-            continue;
-        }
-        if constexpr (Bits) {
-            if (length) {
-                if (list->unusedBits)
-                    _kel_enc_error(world, kMsgFirstOctetNotZero, 0);
-                list->unusedBits = p[0];
-                if (length > 1)
-                    add_fragment(world, list, p + 1, length - 1);
-                total += length - 1;
-            }
-        } else if (length) {
-            add_fragment(world, list, p, length);
-            total += length;
-        }
-        p += length;
+        // The innermost level ends: at its end, or at end-of-contents (which
+        // closes a level of definite length too).
+        if (p < levelEnd)
+            p += 2;
+        if (p > levelEnd)
+            _kel_enc_error(world, kMsgInconsistentLengths, 0);
+        if (depthLimit)
+            --ext->constructedDepth;
+        if (levels.outermost())
+            break;
+        levels.close(world);
     }
     *pos = p;
-    if (p > end)
-        _kel_enc_error(world, kMsgInconsistentLengths, 0);
-    if (depthLimit)
-        --ext->constructedDepth;
     return total;
 }
 

@@ -466,6 +466,23 @@ TEST(BerStringsCodefile, FailuresLeaveNothingAllocated) {
             EXPECT_EQ(kel_test::CountingAllocator::live, baseline) << type << ": " << world.errMsg;
         }
     }
+    // Without a limit, levels beyond the walk's inline room go to temporary
+    // chunks; an unclosed tree gives them back too.
+    kelSetConstructedNestingLimit(&world, 0);
+    Octets deep = nested(3000);
+    for (size_t cut : {size_t{0}, size_t{3000 * 2}}) {
+        Octets in(deep.begin(), deep.end() - static_cast<long>(cut));
+        KelBuf buf{static_cast<uint32_t>(in.size()), in.data()};
+        int pdu = kel_codefile_pdu(&kel_typeszoo_codefile, "Octets");
+        void *value = nullptr;
+        const int code = kelDecode(&world, &pdu, &buf, &value);
+        EXPECT_EQ(code, cut ? 4 : 0) << world.errMsg;
+        if (code == 0)
+            kelFreePDU(&world, pdu, value);
+        EXPECT_EQ(kel_test::CountingAllocator::live, baseline);
+    }
+    kelSetConstructedNestingLimit(&world, 10);
+
     // Every allocation failing in turn, on a value that moves its array.
     Octets good = cat({many, {0x00, 0x00}});
     for (long k = 1; k < 20; ++k) {

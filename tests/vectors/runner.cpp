@@ -204,6 +204,12 @@ bool json_bits(const Json &json, Bytes &octets, uint32_t &count) {
 }
 
 
+// The first `n` octets of `octets` to `dest`.
+void put(uint8_t *dest, const Bytes &octets, size_t n) {
+    if (n)
+        std::memcpy(dest, octets.data(), n);
+}
+
 // Builds the memory form of a string; false where the value has no place in
 // it (a NUL in a NUL-terminated form, a size the form can't hold).
 bool build_string(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
@@ -222,19 +228,19 @@ bool build_string(const KelTypeDesc *type, const Json &json, uint8_t *field, Pie
             if (octets.size() > room_of(type))
                 return false;
             store_u32(field, count);
-            std::memcpy(field + 4, octets.data(), octets.size());
+            put(field + 4, octets, octets.size());
             return true;
         case KEL_FORM_VARYING_PTR: {
             uint8_t *record = pieces.take(4 + std::max<size_t>(octets.size(), room_of(type)));
             store_u32(record, count);
-            std::memcpy(record + 4, octets.data(), octets.size());
+            put(record + 4, octets, octets.size());
             store_ptr(field, record);
             return true;
         }
         default: { // KEL_FORM_PADDED
             if (count > upper)
                 return false;
-            octets.resize(std::max<size_t>(octets.size(), 4));
+            octets.resize(std::max<size_t>({octets.size(), 4, (upper + 7) / 8}));
             const uint32_t value = uint32_t(octets[0]) << 24 | uint32_t(octets[1]) << 16 |
                                    uint32_t(octets[2]) << 8 | octets[3];
             if (upper <= 8) {
@@ -245,7 +251,7 @@ bool build_string(const KelTypeDesc *type, const Json &json, uint8_t *field, Pie
             } else if (upper <= 32) {
                 std::memcpy(field, &value, 4);
             } else {
-                std::memcpy(field, octets.data(), (upper + 7) / 8);
+                put(field, octets, (upper + 7) / 8);
             }
             return true;
         }
@@ -285,37 +291,37 @@ bool build_string(const KelTypeDesc *type, const Json &json, uint8_t *field, Pie
         if (length > upper)
             return false;
         store_u32(field, length);
-        std::memcpy(field + 4, octets.data(), length);
+        put(field + 4, octets, length);
         return true;
     case KEL_FORM_VARYING_PTR: {
         uint8_t *record = pieces.take(4 + std::max(length, upper));
         store_u32(record, length);
-        std::memcpy(record + 4, octets.data(), length);
+        put(record + 4, octets, length);
         store_ptr(field, record);
         return true;
     }
     case KEL_FORM_FIXED:
         if (length != upper)
             return false;
-        std::memcpy(field, octets.data(), length);
+        put(field, octets, length);
         return true;
     case KEL_FORM_PADDED:
         if (length > upper)
             return false;
-        std::memcpy(field, octets.data(), length);
+        put(field, octets, length);
         std::memset(field + length, ' ', upper - length);
         return true;
     case KEL_FORM_NULLTERM:
         if (length > upper || hasNul)
             return false;
-        std::memcpy(field, octets.data(), length);
+        put(field, octets, length);
         field[length] = 0;
         return true;
     default: { // KEL_FORM_NULLTERM_PTR
         if (hasNul)
             return false;
         uint8_t *text0 = pieces.take(length + 1);
-        std::memcpy(text0, octets.data(), length);
+        put(text0, octets, length);
         text0[length] = 0;
         store_ptr(field, text0);
         return true;
