@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "octet_store.h"
 
@@ -94,19 +95,56 @@ struct StringContents {
     uint32_t octets; // total over the fragments
 };
 
+// The walk of a constructed OCTET STRING or character string, out of line.
+void take_constructed_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                             StringContents *contents);
+
 // Takes the contents of an OCTET STRING or character string whose header
 // gave `length` (negative: indefinite) and whose tag left its constructed
-// bit in bitOffset; the input position moves behind them.
-void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
-                 StringContents *contents);
+// bit in bitOffset; the input position moves behind them.  A primitive
+// string, the common case, costs a few instructions here.
+inline void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                        StringContents *contents) {
+    contents->list = KelFragmentList{contents->inlineFragments, 8, 0, 0, 0};
+    contents->octets = 0;
+    if (world->bitOffset) {
+        take_constructed_string(world, pos, rem, length, contents);
+        return;
+    }
+    if (length < 0)
+        _kel_enc_error(world, string_msg::kMsgIndefinitePrimitive, 0);
+    if (length > *rem)
+        _kel_enc_error(world, kel::kMsgEndOfInput, 0);
+    if (length) {
+        contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), *pos};
+        contents->list.count = 1;
+        contents->octets = static_cast<uint32_t>(length);
+    }
+    *pos += length;
+    *rem -= length;
+}
 // The same for a BIT STRING: the fragments hold the bits without the
 // unused-bits octets, whose count is in list.unusedBits.
 void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                      StringContents *contents);
 // Copies the first `n` octets of the contents to `dest`.
-void copy_string(const StringContents *contents, void *dest, uint32_t n);
+inline void copy_string(const StringContents *contents, void *dest, uint32_t n) {
+    auto *out = static_cast<unsigned char *>(dest);
+    for (const KelFragment *fragment = contents->list.fragments; n; ++fragment) {
+        const uint32_t part = fragment->length < n ? fragment->length : n;
+        std::memcpy(out, fragment->value, part);
+        out += part;
+        n -= part;
+    }
+}
+
 // Gives back a fragment array that grew into temporary memory.
-void release_string(KelGlobal *world, StringContents *contents);
+inline void release_string(KelGlobal *world, StringContents *contents) {
+    if (contents->list.flags & 1u) {
+        _kel_dec_freetempmem(world, contents->list.fragments);
+        contents->list.flags &= static_cast<uint16_t>(~1u);
+    }
+}
 
 inline bool encoder_unconstrained(const KelGlobal *world) {
     return (world->encodingFlags & NOCONSTRAIN) != 0;

@@ -205,19 +205,9 @@ unsigned char *take_primitive(KelGlobal *world, unsigned char **pos, int32_t *re
 
 namespace kel::ber {
 
-void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
-                 StringContents *contents) {
-    start_list(contents);
-    if (world->bitOffset) {
-        take_constructed<false>(world, pos, rem, length, contents);
-        return;
-    }
-    unsigned char *start = take_primitive(world, pos, rem, length);
-    if (length) {
-        contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), start};
-        contents->list.count = 1;
-        contents->octets = static_cast<uint32_t>(length);
-    }
+void take_constructed_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
+                             StringContents *contents) {
+    take_constructed<false>(world, pos, rem, length, contents);
 }
 
 void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
@@ -241,24 +231,6 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
         _kel_enc_error(world, string_msg::kMsgUnusedBitsRange, unused);
     if (!contents->octets && unused)
         _kel_enc_error(world, string_msg::kMsgFirstOctetNotZero, 0);
-}
-
-void copy_string(const StringContents *contents, void *dest, uint32_t n) {
-    auto *out = static_cast<unsigned char *>(dest);
-    const KelFragment *fragment = contents->list.fragments;
-    for (; n; ++fragment) {
-        const uint32_t part = fragment->length < n ? fragment->length : n;
-        std::memcpy(out, fragment->value, part);
-        out += part;
-        n -= part;
-    }
-}
-
-void release_string(KelGlobal *world, StringContents *contents) {
-    if (contents->list.flags & 1u) {
-        _kel_dec_freetempmem(world, contents->list.fragments);
-        contents->list.flags &= static_cast<uint16_t>(~1u);
-    }
 }
 
 } // namespace kel::ber
