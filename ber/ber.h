@@ -34,10 +34,13 @@ inline void push_header(BackwardOctets<Capacity> &out, uint32_t length, uint32_t
     }
 }
 
-// Message numbers of the object identifier, REAL and time primitives.
-namespace value_msg {
+// Message numbers raised by the string, object identifier, REAL and time
+// primitives, by their own names.
 enum : int {
     kMsgTimeNotUtc = 8,
+    kMsgFirstOctetNotZero = 12,
+    kMsgSizeViolated = 27,
+    kMsgBitsTooLong = 42,
     kMsgBadOid = 70,
     kMsgNullInput = 71,
     kMsgTimeRange = 72,
@@ -45,8 +48,11 @@ enum : int {
     kMsgSizeExceeded = 79,
     kMsgBadDecimalReal = 83,
     kMsgBadMixedReal = 84,
+    kMsgBadUtf8Unit = 87,
     kMsgExponentTooLong = 94,
     kMsgSubidTooLong = 97,
+    kMsgInconsistentLengths = 102,
+    kMsgUnusedBitsRange = 105,
     kMsgMantissaDigits = 107, // 108 exponent digits, 109 to 111 NR1 to NR3
     kMsgRealZeroContents = 112,
     kMsgReservedReal = 113,
@@ -54,8 +60,10 @@ enum : int {
     kMsgIndefinitePrimitive = 119,
     kMsgRealTooLarge = 128,
     kMsgOidTooLong = 129,
+    kMsgBadUtf8Sequence = 135,
+    kMsgWidthMultiple = 140,
+    kMsgNestingTooDeep = 181,
 };
-} // namespace value_msg
 
 inline bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE_RELAXED) != 0; }
 
@@ -67,22 +75,6 @@ inline bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE
 
 namespace kel::ber {
 
-// Messages of the string primitives, by their own names.
-namespace string_msg {
-enum : int {
-    kMsgFirstOctetNotZero = 12,
-    kMsgSizeViolated = 27,
-    kMsgBitsTooLong = 42,
-    kMsgSizeExceeded = 79,
-    kMsgBadUtf8Unit = 87,
-    kMsgInconsistentLengths = 102,
-    kMsgUnusedBitsRange = 105,
-    kMsgIndefinitePrimitive = 119,
-    kMsgBadUtf8Sequence = 135,
-    kMsgWidthMultiple = 140,
-    kMsgNestingTooDeep = 181,
-};
-} // namespace string_msg
 
 // The contents of one string as they lie in the input: a primitive string is
 // one fragment, a constructed one the primitive segments that the walk found.
@@ -112,7 +104,7 @@ inline void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int
         return;
     }
     if (length < 0)
-        _kel_enc_error(world, string_msg::kMsgIndefinitePrimitive, 0);
+        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
     if (length > *rem)
         _kel_enc_error(world, kel::kMsgEndOfInput, 0);
     if (length) {

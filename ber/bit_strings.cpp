@@ -14,7 +14,7 @@
 namespace {
 
 using kel::ber::StringContents;
-using namespace kel::ber::string_msg;
+using namespace kel::ber;
 
 inline uint8_t high_bits(uint32_t n) { return static_cast<uint8_t>(0xFF00u >> n); }
 

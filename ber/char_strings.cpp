@@ -13,7 +13,7 @@
 namespace {
 
 using kel::ber::StringContents;
-using namespace kel::ber::string_msg;
+using namespace kel::ber;
 
 template <class Unit> inline Unit to_big_endian(Unit unit) {
     if constexpr (std::endian::native == std::endian::big)

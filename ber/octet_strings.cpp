@@ -14,7 +14,7 @@
 namespace {
 
 using kel::ber::StringContents;
-using namespace kel::ber::string_msg;
+using namespace kel::ber;
 
 // The unbounded form: a positive limit is a bound unless NOCONSTRAIN, a
 // negative one a hard bound.

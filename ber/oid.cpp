@@ -16,7 +16,7 @@
 
 namespace {
 
-using namespace kel::ber::value_msg;
+using namespace kel::ber;
 using kel::ber::relaxed;
 
 // Contents above this many octets are refused by the decoders.

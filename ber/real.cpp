@@ -20,7 +20,7 @@
 
 namespace {
 
-using namespace kel::ber::value_msg;
+using namespace kel::ber;
 
 // Octets of the special values.
 constexpr uint8_t kPlusInfinity = 0x40;

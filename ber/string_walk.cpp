@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace kel::ber::string_msg;
+using namespace kel::ber;
 using kel::ber::StringContents;
 
 // The end of an indefinite-length level: no position reaches it.
@@ -217,7 +217,7 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
         take_constructed<true>(world, pos, rem, length, contents);
     } else {
         if (length < 1)
-            _kel_enc_error(world, string_msg::kMsgIndefinitePrimitive, 0);
+            _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
         unsigned char *start = take_primitive(world, pos, rem, length);
         contents->list.unusedBits = start[0];
         if (length > 1) {
@@ -228,9 +228,9 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
     }
     const uint8_t unused = contents->list.unusedBits;
     if (contents->octets && unused > 7)
-        _kel_enc_error(world, string_msg::kMsgUnusedBitsRange, unused);
+        _kel_enc_error(world, kMsgUnusedBitsRange, unused);
     if (!contents->octets && unused)
-        _kel_enc_error(world, string_msg::kMsgFirstOctetNotZero, 0);
+        _kel_enc_error(world, kMsgFirstOctetNotZero, 0);
 }
 
 } // namespace kel::ber

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace kel::ber::value_msg;
+using namespace kel::ber;
 using kel::ber::decoder_unconstrained;
 using kel::ber::encoder_unconstrained;
 

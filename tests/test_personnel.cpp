@@ -135,6 +135,7 @@ TEST_F(Personnel, EmptyChildrenAreTheDefaultAndLeftOut) {
 
 TEST_F(Personnel, MalformedSetsGiveTheirMessages) {
     const Bytes der = bench_file("PersonnelRecordA1.der.hex");
+    ASSERT_EQ(der.size(), 136u);
     struct Case {
         const char *what;
         int rule;
