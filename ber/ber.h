@@ -87,6 +87,21 @@ struct StringContents {
     uint32_t octets; // total over the fragments
 };
 
+// The contents of a primitive value of `length` octets, all present; the
+// input position moves behind them.  A negative length is the indefinite
+// form, which a primitive value can't have.
+inline unsigned char *take_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                    int32_t length) {
+    if (length < 0)
+        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+    if (length > *rem)
+        _kel_enc_error(world, kel::kMsgEndOfInput, 0);
+    unsigned char *start = *pos;
+    *pos += length;
+    *rem -= length;
+    return start;
+}
+
 // The walk of a constructed OCTET STRING or character string, out of line.
 void take_constructed_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                              StringContents *contents);
@@ -103,17 +118,12 @@ inline void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int
         take_constructed_string(world, pos, rem, length, contents);
         return;
     }
-    if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-    if (length > *rem)
-        _kel_enc_error(world, kel::kMsgEndOfInput, 0);
+    unsigned char *start = take_contents(world, pos, rem, length);
     if (length) {
-        contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), *pos};
+        contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), start};
         contents->list.count = 1;
         contents->octets = static_cast<uint32_t>(length);
     }
-    *pos += length;
-    *rem -= length;
 }
 // The same for a BIT STRING: the fragments hold the bits without the
 // unused-bits octets, whose count is in list.unusedBits.

@@ -119,19 +119,6 @@ double decimal_value(KelGlobal *world, const unsigned char *s, const DecimalScan
 // ---------------------------------------------------------------------------
 // Decoding
 
-// Contents of `length` octets, all present.
-const unsigned char *take_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
-                                   int32_t length) {
-    if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-    if (length > *rem)
-        _kel_enc_error(world, kel::kMsgEndOfInput, 0);
-    const unsigned char *p = *pos;
-    *pos += length;
-    *rem -= length;
-    return p;
-}
-
 // The binary form: first octet 1 S BB FF EE, exponent, mantissa.  Values
 // whose magnitude passes `max` are message 128.
 double binary_value(KelGlobal *world, const unsigned char *p, int32_t length, double max) {

@@ -189,18 +189,6 @@ void take_constructed(KelGlobal *world, unsigned char **pos, int32_t *rem, int32
     *rem = static_cast<int32_t>(world->inLimit - *pos);
 }
 
-// A primitive string of `length` octets at `*pos` becomes the only fragment.
-unsigned char *take_primitive(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length) {
-    if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-    if (length > *rem)
-        end_of_input(world);
-    unsigned char *start = *pos;
-    *pos += length;
-    *rem -= length;
-    return start;
-}
-
 } // namespace
 
 namespace kel::ber {
@@ -218,7 +206,7 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
     } else {
         if (length < 1)
             _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-        unsigned char *start = take_primitive(world, pos, rem, length);
+        unsigned char *start = take_contents(world, pos, rem, length);
         contents->list.unusedBits = start[0];
         if (length > 1) {
             contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length - 1), start + 1};

@@ -207,19 +207,6 @@ void decode_time(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t le
     *rem -= length;
 }
 
-// Contents of `length` octets, all present.
-const unsigned char *take_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
-                                   int32_t length) {
-    if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
-    if (length > *rem)
-        _kel_enc_error(world, kel::kMsgEndOfInput, 0);
-    const unsigned char *p = *pos;
-    *pos += length;
-    *rem -= length;
-    return p;
-}
-
 // Wire form of the DATE, TIME-OF-DAY and DATE-TIME kinds: the text without
 // its punctuation, which comes back at these places.
 struct Punctuated {
