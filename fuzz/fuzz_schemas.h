@@ -47,6 +47,14 @@ inline const Schema schemas[] = {
       [](const char *typeName) {
           return std::strcmp(typeName, "PersonnelRecord") == 0 ? PersonnelRecord_PDU : 0;
       } },
+    table_schema<kel_tags_explicit_codefile>(),
+    table_schema<kel_tags_implicit_codefile>(),
+    table_schema<kel_personnel_a1_codefile>(),
+    table_schema<kel_personnel_a2_codefile>(),
+    table_schema<kel_personnel_a3_codefile>(),
+    table_schema<kel_open_types_codefile>(),
+    table_schema<kel_ext_groups_a4_codefile>(),
+    table_schema<kel_x509_certificate_codefile>(),
 };
 inline constexpr std::size_t schemaCount = sizeof schemas / sizeof schemas[0];
 

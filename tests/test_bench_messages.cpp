@@ -12,6 +12,7 @@
 #include "bench_files.h"
 #include "cert_trim.h"
 #include "counting_alloc.h"
+#include "fail_each.h"
 #include "proto_message.h"
 
 namespace {
@@ -29,8 +30,7 @@ struct MessageFile {
 void PrintTo(const MessageFile &m, std::ostream *os) { *os << m.name; }
 
 const MessageFile kMessages[] = {
-    {"ProtoMessage", &proto_message_control, Message_PDU},
-    {"CertTrim", &cert_trim_control, Certificate_PDU},
+    {"ProtoMessage", &proto_message_control, Message_PDU}, {"CertTrim", &cert_trim_control, Certificate_PDU},
 };
 
 class BenchMessage : public ::testing::TestWithParam<MessageFile> {
@@ -140,26 +140,10 @@ TEST_P(BenchMessage, TruncationAndAllocationFailureLeaveNothingBehind) {
         EXPECT_NE(decode_to_der(KEL_DER, Bytes(der.begin(), der.begin() + n), out), 0) << n;
         EXPECT_EQ(CountingAllocator::live, 0) << "prefix of " << n;
     }
-    int code = 8;
-    for (long k = 1; code == 8; ++k) {
-        CountingAllocator::reset(k);
-        code = decode_to_der(KEL_DER, der, out);
-        EXPECT_TRUE(code == 0 || code == 8) << k << ": " << message();
-        EXPECT_EQ(CountingAllocator::live, 0) << "allocation " << k << " failed";
-    }
-    CountingAllocator::reset(0);
+    kel_test::fail_each_allocation(&world_, [&] { return decode_to_der(KEL_DER, der, out); });
     ASSERT_EQ(decode(KEL_DER, der, false), 0);
-    const long decoded = CountingAllocator::live;
-    for (int rule : {KEL_DER, KEL_CER}) {
-        code = 8;
-        for (long k = 1; code == 8; ++k) {
-            CountingAllocator::reset(k);
-            code = encode(rule, out, false);
-            EXPECT_EQ(CountingAllocator::live, decoded) << "allocation " << k << " failed";
-        }
-        EXPECT_EQ(code, 0) << message();
-    }
-    CountingAllocator::reset(0);
+    for (int rule : {KEL_DER, KEL_CER})
+        kel_test::fail_each_allocation(&world_, [&] { return encode(rule, out, false); });
     release();
     EXPECT_EQ(CountingAllocator::live, 0);
 }
@@ -189,8 +173,7 @@ TEST_P(ProtoMessageEdits, UnknownExtensionsAreSkippedAndRangesChecked) {
         {"unknown extension [9] of Header", 6 + 0x4d, {0x89, 0x01, 0x05}, 0, {}, 0, ""},
         {"unknown constructed extension [12] of Message", der.size(), {0xAC, 0x03, 0x80, 0x01, 0x00}, 0, {}, 0, ""},
         {"universal tag after Header's last component", 6 + 0x4d, {0x02, 0x01, 0x05}, 0, {}, 5, "0047E"},
-        {"protocolVersion 0", 0, {}, 8, {0x00}, 17, "0062S"},
-        {"trigger eventA5 + 1", 0, {}, 93, {0x05}, 17, "0071S"},
+        {"protocolVersion 0", 0, {}, 8, {0x00}, 17, "0062S"}, {"trigger eventA5 + 1", 0, {}, 93, {0x05}, 17, "0071S"},
     };
     for (const ProtoEdit &e : edits) {
         Bytes input = der, out;

@@ -13,6 +13,7 @@
 
 #include "codefiles.h"
 #include "counting_alloc.h"
+#include "fail_each.h"
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
@@ -23,25 +24,10 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using kel_test::CountingAllocator;
 
-// Runs `call` with the k-th allocation failing, for k = 1, 2, ... until a
-// run makes fewer than k allocations, which must then succeed.  `call`
-// gives back whatever a success produced.
+// Every allocation of `call` failing in turn; the call allocates at all.
 void fail_each_allocation(KelGlobal *world, const std::string &what, const std::function<int()> &call) {
     SCOPED_TRACE(what);
-    const long baseline = CountingAllocator::live;
-    for (long k = 1;; ++k) {
-        CountingAllocator::reset(k);
-        const int code = call();
-        EXPECT_EQ(CountingAllocator::live, baseline) << "allocation " << k << " failed";
-        if (CountingAllocator::calls < k) {
-            EXPECT_EQ(code, 0) << world->errMsg;
-            EXPECT_GT(k, 1) << "the call allocates";
-            break;
-        }
-        ASSERT_EQ(code, 8) << "allocation " << k << ": " << world->errMsg;
-        EXPECT_NE(std::strstr(world->errMsg, "0008S"), nullptr) << world->errMsg;
-    }
-    CountingAllocator::reset();
+    EXPECT_GT(kel_test::fail_each_allocation(world, call), 1) << "the call allocates";
 }
 
 class AllocFailure : public ::testing::Test {

@@ -100,9 +100,7 @@ TEST_F(BerBlocks, SetOfIsSortedUnderDerAndForwardWriters) {
          0,
          {{0x04, 0x01, 0x01}, {0x04, 0x01, 0x02}, {0x04, 0x02, 0x02, 0x01}}},
         {{{0xAA, 0xBB, 0xCC}, {0xAA}, {0xAA, 0xBB}}, 0, {{0xAA}, {0xAA, 0xBB}, {0xAA, 0xBB, 0xCC}}},
-        {{{0x01, 0x00}, {0x80, 0x01}}, 0x80, {{0x80, 0x01}, {0x01, 0x00}}},
-        {{}, 0, {}},
-        {many, 0, manySorted},
+        {{{0x01, 0x00}, {0x80, 0x01}}, 0x80, {{0x80, 0x01}, {0x01, 0x00}}}, {{}, 0, {}}, {many, 0, manySorted},
     };
     for (int rule : {KEL_DER, KEL_COER}) {
         for (const Case &c : cases) {
@@ -344,8 +342,7 @@ TEST_F(BerItems, SequenceHelpers) {
         {KEL_DER, &minusOne32, &minusOne32, 4, 0, 55, 0},
         {KEL_DER, &minusOne16, &minusOne32, 2, 4, KEL_DFLT_SIGNED, 0},
         {KEL_DER, &minusOne16, &minusOne32, 2, 4, KEL_DFLT_UNSIGNED, 1},
-        {KEL_DER, &u1, &u2, 0, 0, KEL_DFLT_UNBOUNDED, 1},
-        {KEL_PER_ALIGNED, &u1, &u1, 0, 0, KEL_DFLT_UNBOUNDED, 0},
+        {KEL_DER, &u1, &u2, 0, 0, KEL_DFLT_UNBOUNDED, 1}, {KEL_PER_ALIGNED, &u1, &u1, 0, 0, KEL_DFLT_UNBOUNDED, 0},
         {KEL_DER, &bits1, &bits2, 0, 0, KEL_DFLT_BITS, 0}, // bits behind the length don't count
         {KEL_DER, &text, &empty, 0, 0, KEL_DFLT_TEXT, 0},
     };

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_files.h"
 #include "codefiles.h"
 #include "counting_alloc.h"
 #include "harness.h"
@@ -23,18 +24,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using kel_test::CountingAllocator;
 
-Bytes hex(const char *text) {
-    Bytes out;
-    for (const char *p = text; p[0] && p[1];) {
-        if (*p == ' ') {
-            ++p;
-            continue;
-        }
-        out.push_back(static_cast<uint8_t>(std::stoi(std::string(p, 2), nullptr, 16)));
-        p += 2;
-    }
-    return out;
-}
+const auto hex = kel_test::from_hex;
 
 // Concatenates `times` copies of `part` behind `out`.
 Bytes &append(Bytes &out, const Bytes &part, size_t times = 1) {

@@ -12,6 +12,7 @@
 
 #include "codefiles.h"
 #include "counting_alloc.h"
+#include "fail_each.h"
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
@@ -144,19 +145,14 @@ TEST_F(BerStrings, OctetStringsPrimitiveAndConstructed) {
         int message;
         std::string value;
     } cases[] = {
-        {{0x04, 0x03, 'a', 'b', 'c'}, 0, 0, "abc"},
-        {threeSegments, 0, 0, "abc"},
+        {{0x04, 0x03, 'a', 'b', 'c'}, 0, 0, "abc"}, {threeSegments, 0, 0, "abc"},
         {{0x24, 0x09, 0x24, 0x80, 0x04, 0x01, 'a', 0, 0, 0x04, 0x00}, 0, 0, "a"},
-        {{0x24, 0x05, 0x04, 0x01, 'a', 0x04, 0x00}, 0, 0, "a"},
-        {threeSegments, 3, 0, "abc"},
-        {threeSegments, 2, kSizeViolated, ""},
-        {threeSegments, -2, 0, "ab"},
-        {{0x04, 0x03, 'a', 'b', 'c'}, -1, 0, "a"},
-        {{0x24, 0x80, 0x03, 0x01, 0x00, 0, 0}, 0, kTagMismatch, ""},
+        {{0x24, 0x05, 0x04, 0x01, 'a', 0x04, 0x00}, 0, 0, "a"}, {threeSegments, 3, 0, "abc"},
+        {threeSegments, 2, kSizeViolated, ""}, {threeSegments, -2, 0, "ab"},
+        {{0x04, 0x03, 'a', 'b', 'c'}, -1, 0, "a"}, {{0x24, 0x80, 0x03, 0x01, 0x00, 0, 0}, 0, kTagMismatch, ""},
         {{0x24, 0x80, 0x44, 0x01, 'a', 0, 0}, 0, kTagMismatch, ""},
         {{0x24, 0x03, 0x04, 0x02, 'a', 'b'}, 0, kInconsistent, ""},
-        {{0x24, 0x80, 0x04, 0x05, 'a'}, 0, kEndOfInput, ""},
-        {{0x24, 0x80, 0x04, 0x01, 'a'}, 0, kEndOfInput, ""},
+        {{0x24, 0x80, 0x04, 0x05, 'a'}, 0, kEndOfInput, ""}, {{0x24, 0x80, 0x04, 0x01, 'a'}, 0, kEndOfInput, ""},
         {{0x24, 0x80, 0x04, 0x80, 0, 0}, 0, kIndefinitePrimitive, ""},
         {{0x04, 0x80, 0, 0}, 0, kIndefinitePrimitive, ""},
         {{0x24, 0x80, 0x04, 0x85, 0x01, 0, 0, 0, 0}, 0, kLengthTooLong, ""},
@@ -267,10 +263,8 @@ TEST_F(BerStrings, BitStrings) {
         int32_t count;
         Octets value;
     } cases[] = {
-        {{0x03, 0x01, 0x00}, 0, 0, 0, 0, {}},
-        {{0x03, 0x01, 0x05}, 0, 0, kFirstOctetNotZero, 0, {}},
-        {{0x03, 0x02, 0x08, 0xFF}, 0, 0, kUnusedRange, 0, {}},
-        {{0x03, 0x00}, 0, 0, kIndefinitePrimitive, 0, {}},
+        {{0x03, 0x01, 0x00}, 0, 0, 0, 0, {}}, {{0x03, 0x01, 0x05}, 0, 0, kFirstOctetNotZero, 0, {}},
+        {{0x03, 0x02, 0x08, 0xFF}, 0, 0, kUnusedRange, 0, {}}, {{0x03, 0x00}, 0, 0, kIndefinitePrimitive, 0, {}},
         {{0x03, 0x02, 0x04, 0xFF}, 0, 0, 0, 4, {0xF0}},
         {{0x23, 0x80, 0x03, 0x02, 0x00, 0xAA, 0x03, 0x00, 0x03, 0x02, 0x04, 0xF0, 0, 0}, 0, 0, 0, 12, {0xAA, 0xF0}},
         {{0x23, 0x80, 0x03, 0x02, 0x04, 0xA0, 0x03, 0x02, 0x00, 0xF0, 0, 0}, 0, 0, kFirstOctetNotZero, 0, {}},
@@ -485,16 +479,15 @@ TEST(BerStringsCodefile, FailuresLeaveNothingAllocated) {
 
     // Every allocation failing in turn, on a value that moves its array.
     Octets good = cat({many, {0x00, 0x00}});
-    for (long k = 1; k < 20; ++k) {
-        kel_test::CountingAllocator::reset(k);
+    kel_test::fail_each_allocation(&world, [&] {
         KelBuf buf{static_cast<uint32_t>(good.size()), good.data()};
         int pdu = kel_codefile_pdu(&kel_typeszoo_codefile, "Octets");
         void *value = nullptr;
-        if (kelDecode(&world, &pdu, &buf, &value) == 0)
+        const int code = kelDecode(&world, &pdu, &buf, &value);
+        if (code == 0)
             kelFreePDU(&world, pdu, value);
-        EXPECT_EQ(kel_test::CountingAllocator::live, baseline) << "allocation " << k;
-    }
-    kel_test::CountingAllocator::reset();
+        return code;
+    });
     kelterm(&world);
 }
 

@@ -64,20 +64,15 @@ TEST_F(ObjectSets, LookUpSetsAndObjects) {
 TEST_F(ObjectSets, AddAndRemove) {
     struct Step { bool add; int set; void *object; int code; std::vector<int> after; } steps[] = {
         {true, KEL_OBJSET_LETTERS, &fresh[1], 50, {1, 2, 3}}, // key 2 is taken
-        {true, KEL_OBJSET_FIXED, &fresh[0], 53, {4}},
-        {true, 0, &fresh[0], 6, {}},
-        {true, KEL_OBJSET_LETTERS, nullptr, 6, {1, 2, 3}},
-        {false, KEL_OBJSET_FIXED, &objects[3], 53, {4}},
-        {false, KEL_OBJSET_LETTERS, &fresh[0], 52, {1, 2, 3}},
-        {true, KEL_OBJSET_LETTERS, &fresh[0], 0, {5, 1, 2, 3}},
+        {true, KEL_OBJSET_FIXED, &fresh[0], 53, {4}}, {true, 0, &fresh[0], 6, {}},
+        {true, KEL_OBJSET_LETTERS, nullptr, 6, {1, 2, 3}}, {false, KEL_OBJSET_FIXED, &objects[3], 53, {4}},
+        {false, KEL_OBJSET_LETTERS, &fresh[0], 52, {1, 2, 3}}, {true, KEL_OBJSET_LETTERS, &fresh[0], 0, {5, 1, 2, 3}},
         {true, KEL_OBJSET_LETTERS, &fresh[0], 50, {5, 1, 2, 3}},
         {false, KEL_OBJSET_LETTERS, &objects[1], 0, {5, 1, 3}},
-        {false, KEL_OBJSET_LETTERS, &objects[1], 52, {5, 1, 3}},
-        {false, KEL_OBJSET_LETTERS, &fresh[0], 0, {1, 3}},
+        {false, KEL_OBJSET_LETTERS, &objects[1], 52, {5, 1, 3}}, {false, KEL_OBJSET_LETTERS, &fresh[0], 0, {1, 3}},
         {false, KEL_OBJSET_LETTERS, &objects[2], 0, {1}},
         {true, KEL_OBJSET_LETTERS, &fresh[1], 0, {2, 1}}, // key 2 is free again
-        {true, KEL_OBJSET_EMPTY, &fresh[0], 0, {5}},
-        {false, KEL_OBJSET_EMPTY, &fresh[0], 0, {}},
+        {true, KEL_OBJSET_EMPTY, &fresh[0], 0, {5}}, {false, KEL_OBJSET_EMPTY, &fresh[0], 0, {}},
     };
     for (const Step &s : steps) {
         SCOPED_TRACE(testing::Message() << (s.add ? "add " : "remove ") << s.set);
@@ -115,8 +110,7 @@ TEST_F(ObjectSets, AllocationFailures) {
 
 TEST(CompressionPrefix, ReadsTwoNumbers) {
     struct Case { Bytes input; int code; uint64_t first, second; uint32_t consumed; } cases[] = {
-        {{0x81, 0x00, 0x05, 0xAA}, 0, 128, 5, 3},
-        {{0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}, 0, 127, 0x7FFFFFFFFull, 6},
+        {{0x81, 0x00, 0x05, 0xAA}, 0, 128, 5, 3}, {{0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}, 0, 127, 0x7FFFFFFFFull, 6},
         {{0x81, 0x81, 0x81, 0x81, 0x81, 0x01, 0x00}, 5, 0, 0, 0}, // six groups
         {{0x05}, 5, 0, 0, 0},                                     // no second number
         {{0x05, 0x80}, 5, 0, 0, 0},                               // second not closed
@@ -164,9 +158,7 @@ TEST(FileSurface, AbsentFacilitiesAnswerTheirCodes) {
 TEST(FileSurface, SkipPadBytes) {
     kel_test::BriefWorld world;
     struct Case { Bytes input; int code; uint32_t left; } cases[] = {
-        {{0x00, 0x00, 0x30, 0x00}, 0, 2},
-        {{0x00, 0x00}, 4, 0},
-        {{}, 4, 0},
+        {{0x00, 0x00, 0x30, 0x00}, 0, 2}, {{0x00, 0x00}, 4, 0}, {{}, 4, 0},
     };
     for (const Case &c : cases) {
         Bytes input = c.input;
@@ -184,15 +176,9 @@ TEST(FileSurface, SkipPadBytes) {
 
 TEST(FileSurface, DetermineMessageLength) {
     struct Case { Bytes input; long length; } cases[] = {
-        {{0x30}, 0},
-        {{0x30, 0x7F}, 129},
-        {{0x30, 0x82, 0x01, 0x00}, 260},
-        {{0x30, 0x82, 0x01}, 0},
-        {{0x30, 0x80, 0x00, 0x00}, 0},
-        {{0x30, 0x85, 0, 0, 0, 0, 1}, 0},
-        {{0x3F, 0x81, 0x01, 0x02, 0, 0}, 6},
-        {{0x1F, 0x81, 0x01}, 0},
-        {{0x04, 0x84, 0x01, 0x00, 0x00, 0x00}, 16777222},
+        {{0x30}, 0}, {{0x30, 0x7F}, 129}, {{0x30, 0x82, 0x01, 0x00}, 260}, {{0x30, 0x82, 0x01}, 0},
+        {{0x30, 0x80, 0x00, 0x00}, 0}, {{0x30, 0x85, 0, 0, 0, 0, 1}, 0}, {{0x3F, 0x81, 0x01, 0x02, 0, 0}, 6},
+        {{0x1F, 0x81, 0x01}, 0}, {{0x04, 0x84, 0x01, 0x00, 0x00, 0x00}, 16777222},
     };
     kel_test::BriefWorld world;
     for (const Case &c : cases) {

@@ -75,7 +75,6 @@ struct MemoryTest : ::testing::Test {
 
 using MemoryJoin = MemoryTest;
 using MemoryChain = MemoryTest;
-using MemoryApp = MemoryTest;
 using MemoryHandle = MemoryTest;
 
 TEST_F(MemoryJoin, BackwardBlocksJoinAtBlockBoundaries) {
@@ -154,8 +153,7 @@ TEST_F(MemoryJoin, EmptyForwardEncodingIsOneZeroOctetExceptUnderOer) {
     const Case cases[] = {
         {KEL_PER_ALIGNED, false, false, 1, 8}, {KEL_PER_UNALIGNED, false, false, 1, 1},
         {KEL_OER, false, false, 0, 0},         {KEL_COER, false, false, 0, 0},
-        {KEL_PER_UNALIGNED, true, false, 0, 0}, {KEL_PER_ALIGNED, false, true, 1, 8},
-        {KEL_OER, false, true, 0, 0},
+        {KEL_PER_UNALIGNED, true, false, 0, 0}, {KEL_PER_ALIGNED, false, true, 1, 8}, {KEL_OER, false, true, 0, 0},
     };
     for (const Case &c : cases) {
         world->encRules = static_cast<uint32_t>(c.rule);
@@ -181,11 +179,12 @@ TEST_F(MemoryJoin, EmptyForwardEncodingIsOneZeroOctetExceptUnderOer) {
         kelFreeBuf(world, value);
     }
     EXPECT_EQ(live(), 0);
-}
 
-TEST_F(MemoryJoin, CallersBufferGetsTheZeroOctetAndBackAlignment) {
+    // A caller's buffer gets the zero octet at its end with BACK_ALIGN.
     unsigned char area[6] = {9, 9, 9, 9, 9, 9};
     world->encRules = KEL_PER_UNALIGNED;
+    world->encodingFlags = 0;
+    world->bitOffset = 0;
     world->userBuffer = 1;
     world->outPos = area;
     world->outRemaining = sizeof area;
@@ -343,7 +342,7 @@ int crash_while_freeing(KelGlobal *, int, void *) {
     return 0;
 }
 
-TEST_F(MemoryApp, FreePduRunsTheGeneratedFunctionInARecoveryPoint) {
+TEST_F(MemoryChain, FreePduRunsTheGeneratedFunctionInARecoveryPoint) {
     EXPECT_EQ(kelFreePDU(nullptr, 1, nullptr), 6);
     EXPECT_EQ(kelFreePDU(world, 1, nullptr), 20) << "a world without control table";
     KelControlTable table{};

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "counting_alloc.h"
@@ -34,29 +35,35 @@ template <class Body> Outcome fail_in(KelGlobal *world, int phase, Body body) {
 }
 
 TEST(MessagesTable, SpotRows) {
-    EXPECT_STREQ(kelErrMsgs[0].text, "0000I: No message");
-    EXPECT_EQ(kelErrMsgs[0].code, 0);
-    EXPECT_EQ(kelErrMsgs[0].type, 0x40u);
-    EXPECT_STREQ(kelErrMsgs[1].text, "0001S: Output buffer too small; total buffer size: ");
-    EXPECT_EQ(kelErrMsgs[1].code, 1);
-    EXPECT_EQ(kelErrMsgs[1].type, 0x23u);
-    EXPECT_STREQ(kelErrMsgs[45].text, "0081S: End of input reached before message was fully decoded");
-    EXPECT_EQ(kelErrMsgs[45].code, 4);
-    EXPECT_STREQ(kelErrMsgs[103].text, "0033E: Tag mismatch or tag not expected: ");
-    EXPECT_EQ(kelErrMsgs[103].type, 0x2u);
-    EXPECT_STREQ(kelErrMsgs[185].text,
-                 "E0178E: The number of bits is not multiple of eight in the bitstring's segment #");
-    EXPECT_EQ(kelErrMsgs[291].code, 133);
-    EXPECT_STREQ(kelErrMsgs[310].text, "0358S: Partial decoding stopped by user callback return code ");
-    EXPECT_EQ(kelErrMsgs[317].type, 0x29u);
-    EXPECT_STREQ(kelErrMsgs[319].text, "X999I: Hindmost message");
-    EXPECT_EQ(kelErrMsgs[319].code, 0);
-    EXPECT_EQ(kelErrMsgs[319].type, 0x40u);
+    const struct {
+        int row;
+        const char *text; // null: not checked
+        int code;         // -1: not checked
+        unsigned type;    // 0: not checked
+    } rows[] = {
+        {0, "0000I: No message", 0, 0x40}, {1, "0001S: Output buffer too small; total buffer size: ", 1, 0x23},
+        {45, "0081S: End of input reached before message was fully decoded", 4, 0},
+        {103, "0033E: Tag mismatch or tag not expected: ", -1, 0x2},
+        {185, "E0178E: The number of bits is not multiple of eight in the bitstring's segment #", -1, 0},
+        {291, nullptr, 133, 0}, {310, "0358S: Partial decoding stopped by user callback return code ", -1, 0},
+        {317, nullptr, -1, 0x29}, {319, "X999I: Hindmost message", 0, 0x40},
+    };
+    for (const auto &r : rows) {
+        if (r.text) {
+            EXPECT_STREQ(kelErrMsgs[r.row].text, r.text);
+        }
+        if (r.code >= 0) {
+            EXPECT_EQ(kelErrMsgs[r.row].code, r.code) << r.row;
+        }
+        if (r.type) {
+            EXPECT_EQ(kelErrMsgs[r.row].type, r.type) << r.row;
+        }
+    }
     for (int i = 0; i < KEL_MESSAGE_COUNT; ++i)
         ASSERT_NE(kelErrMsgs[i].text, nullptr) << i;
 }
 
-TEST(MessagesReturnCodes, Texts) {
+TEST(MessagesReturnCodes, TextsAndPhases) {
     EXPECT_STREQ(kelDescribeReturnCode(nullptr, 0), "Success");
     EXPECT_STREQ(kelDescribeReturnCode(nullptr, 8), "Out of memory");
     EXPECT_STREQ(kelDescribeReturnCode(nullptr, 132),
@@ -65,9 +72,7 @@ TEST(MessagesReturnCodes, Texts) {
     EXPECT_EQ(kelDescribeReturnCode(nullptr, 87), nullptr); // a gap in the numbering
     EXPECT_EQ(kelDescribeReturnCode(nullptr, 133), nullptr);
     EXPECT_EQ(kelDescribeReturnCode(nullptr, -1), nullptr);
-}
-
-TEST(MessagesReturnCodes, NineAndTenFollowThePhase) {
+    // 9 and 10 follow the phase.
     BriefWorld world;
     EXPECT_EQ(std::strncmp(kelDescribeReturnCode(nullptr, 9), "Encoder: Choice selector", 24), 0);
     EXPECT_EQ(std::strncmp(kelDescribeReturnCode(nullptr, 10), "Decoder: Implementation limit", 29), 0);
@@ -81,106 +86,73 @@ TEST(MessagesReturnCodes, NineAndTenFollowThePhase) {
                  "Implementation limit exceeded.  For example, an integer value was too great");
 }
 
-TEST(MessagesFormat, TagsWithExpectedTag) {
-    BriefWorld world;
-    Outcome out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 103, 0x00020004); });
-    EXPECT_EQ(out.code, 5);
-    EXPECT_EQ(world->errorCode, 5);
-    EXPECT_EQ(out.text, "D0033E: Tag mismatch or tag not expected: [UNIVERSAL 4] (expected tag [UNIVERSAL 2]).\n");
-
-    out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 115, 0xC0058003); });
-    EXPECT_EQ(out.text, "D0047E: Tag not recognized: [3] (expected tag [PRIVATE 5]).\n");
-    out = fail_in(world.get(), kDecoder, [&] { _kel_enc_error(world.get(), 115, 0x7FFF); });
-    EXPECT_EQ(out.text, "D0047E: Tag not recognized: [APPLICATION 16383].\n");
-}
-
-TEST(MessagesFormat, NumbersRealsStringsCharacters) {
+TEST(MessagesFormat, ArgumentKinds) {
     BriefWorld world;
     KelGlobal *w = world.get();
-    // kind 3: signed 32-bit or 64-bit; kind 4 unsigned
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 7, 0xFFFFFFFF); }).text,
-              "E0009S: Out-of-range CHOICE selector: -1.\n");
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_llerror(w, 7, 0x8000000000000000ull); }).text,
-              "E0009S: Out-of-range CHOICE selector: -9223372036854775808.\n");
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 11, 0xFFFFFFFF); }).text,
-              "E0023E: Integer or enumerated value too long: 4294967295.\n");
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_llerror(w, 11, ~0ull); }).text,
-              "E0023E: Integer or enumerated value too long: 18446744073709551615.\n");
-    // kind 5: a real
-    EXPECT_EQ(fail_in(w, kOtherPhase, [&] { _kel_varn_real_error(w, 17, 2.5); }).text,
-              " 0061S: Single value constraint violated, value = 2.5.\n");
-    // kinds 6 and 9: quoted and bare strings
-    Outcome quoted = fail_in(w, kEncoder, [&] { _kel_varn_error(w, 53, "PER"); });
-    EXPECT_EQ(quoted.code, 23);
-    EXPECT_EQ(quoted.text, "E0103S: The requested encoding rules were not linked: 'PER'.\n");
-    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_varn_error(w, 312, "'}'"); }).text,
-              "D0361S: Unknown token found, expecting '}'.\n");
-    // kind 7: printable characters quoted, others as four octets
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 29, 'A'); }).text,
-              "E0064S: Permitted alphabet constraint violated, bad character: 'A'.\n");
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_enc_error(w, 29, 0x1F600); }).text,
-              "E0064S: Permitted alphabet constraint violated, bad character: {0,1,246,0}.\n");
-    // an unknown message number is reported as an internal error
-    Outcome unknown = fail_in(w, kEncoder, [&] { _kel_enc_error(w, 320, 0); });
-    EXPECT_EQ(unknown.code, 18);
-    EXPECT_EQ(unknown.text, "E0056S: This error cannot happen; inform KEL, code = 320.\n");
+    static const unsigned char abc[] = {'a', 'b', 'c'}, positive[] = {0x80, 0x01}, negative[] = {0xFF, 0x7A};
+    struct Row {
+        int phase;
+        std::function<void()> fail;
+        int code; // 0: not checked
+        const char *text;
+    } rows[] = {
+        {kDecoder, [&] { _kel_enc_error(w, 103, 0x00020004); }, 5,
+         "D0033E: Tag mismatch or tag not expected: [UNIVERSAL 4] (expected tag [UNIVERSAL 2]).\n"},
+        {kDecoder, [&] { _kel_enc_error(w, 115, 0xC0058003); }, 0, "D0047E: Tag not recognized: [3] (expected tag [PRIVATE 5]).\n"},
+        {kDecoder, [&] { _kel_enc_error(w, 115, 0x7FFF); }, 0, "D0047E: Tag not recognized: [APPLICATION 16383].\n"},
+        {kEncoder, [&] { _kel_enc_error(w, 7, 0xFFFFFFFF); }, 0, "E0009S: Out-of-range CHOICE selector: -1.\n"},
+        {kEncoder, [&] { _kel_enc_llerror(w, 7, 0x8000000000000000ull); }, 0,
+         "E0009S: Out-of-range CHOICE selector: -9223372036854775808.\n"},
+        {kEncoder, [&] { _kel_enc_error(w, 11, 0xFFFFFFFF); }, 0, "E0023E: Integer or enumerated value too long: 4294967295.\n"},
+        {kEncoder, [&] { _kel_enc_llerror(w, 11, ~0ull); }, 0,
+         "E0023E: Integer or enumerated value too long: 18446744073709551615.\n"},
+        {kOtherPhase, [&] { _kel_varn_real_error(w, 17, 2.5); }, 0, " 0061S: Single value constraint violated, value = 2.5.\n"},
+        {kEncoder, [&] { _kel_varn_error(w, 53, "PER"); }, 23, "E0103S: The requested encoding rules were not linked: 'PER'.\n"},
+        {kDecoder, [&] { _kel_varn_error(w, 312, "'}'"); }, 0, "D0361S: Unknown token found, expecting '}'.\n"},
+        {kEncoder, [&] { _kel_enc_error(w, 29, 'A'); }, 0, "E0064S: Permitted alphabet constraint violated, bad character: 'A'.\n"},
+        {kEncoder, [&] { _kel_enc_error(w, 29, 0x1F600); }, 0,
+         "E0064S: Permitted alphabet constraint violated, bad character: {0,1,246,0}.\n"},
+        {kEncoder, [&] { _kel_enc_error(w, 320, 0); }, 18, "E0056S: This error cannot happen; inform KEL, code = 320.\n"},
+        {kEncoder, [&] { _kel_unbnd_error(w, 19, abc, 3); }, 0, "E0061S: Single value constraint violated, value = 'abc'.\n"},
+        {kEncoder, [&] { _kel_unbnd_error(w, 23, positive, 2); }, 0, "E0062S: Value range constraint violated, value = '0x08001'.\n"},
+        {kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 2); }, 0, "E0062S: Value range constraint violated, value = '0xFF7A'.\n"},
+        {kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 0); }, 0, "E0062S: Value range constraint violated, value = ''.\n"},
+        {kDecoder, [&] { _kel_enc_error(w, 310, 7); }, 1024, "D0358S: Partial decoding stopped by user callback return code 7.\n"},
+        {kDecoder, [&] { _kel_enc_error(w, 310, 2000); }, 2000, nullptr},
+    };
+    for (const Row &row : rows) {
+        Outcome out = fail_in(w, row.phase, row.fail);
+        if (row.code) {
+            EXPECT_EQ(out.code, row.code) << out.text;
+            EXPECT_EQ(w->errorCode, row.code);
+        }
+        if (row.text) {
+            EXPECT_EQ(out.text, row.text);
+        }
+    }
+    _kel_freetempMem(w); // counted strings are copied to temporary memory
 }
 
-TEST(MessagesFormat, CountedStringsAndHugeIntegers) {
+TEST(MessagesFailurePath, CheckerNoBufferAndPushedWorld) {
     BriefWorld world;
     KelGlobal *w = world.get();
-    const unsigned char text[] = {'a', 'b', 'c'};
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 19, text, 3); }).text,
-              "E0061S: Single value constraint violated, value = 'abc'.\n");
-    // a string argument is quoted even on a numeric row
-    const unsigned char positive[] = {0x80, 0x01};
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 23, positive, 2); }).text,
-              "E0062S: Value range constraint violated, value = '0x08001'.\n");
-    const unsigned char negative[] = {0xFF, 0x7A};
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 2); }).text,
-              "E0062S: Value range constraint violated, value = '0xFF7A'.\n");
-    EXPECT_EQ(fail_in(w, kEncoder, [&] { _kel_unbnd_error(w, 22, negative, 0); }).text,
-              "E0062S: Value range constraint violated, value = ''.\n");
-    _kel_freetempMem(w); // the copies live in temporary memory, as a driver's clean-up finds them
-}
-
-TEST(MessagesFailurePath, UserStopCodesStartAt1024) {
-    BriefWorld world;
-    KelGlobal *w = world.get();
-    Outcome low = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 310, 7); });
-    EXPECT_EQ(low.code, 1024);
-    EXPECT_EQ(w->errorCode, 1024);
-    EXPECT_EQ(low.text, "D0358S: Partial decoding stopped by user callback return code 7.\n");
-    EXPECT_EQ(fail_in(w, kDecoder, [&] { _kel_enc_error(w, 310, 2000); }).code, 2000);
-}
-
-TEST(MessagesFailurePath, CheckerJumpsWithTheMessageNumber) {
-    BriefWorld world;
-    KelGlobal *w = world.get();
+    // The checker jumps with the message number and writes nothing.
     EXPECT_EQ(in_frame(w, kel::kPhaseChecker, [&] { _kel_enc_error(w, 45, 0); }), 45);
-    EXPECT_STREQ(w->errMsg, "");
     EXPECT_EQ(in_frame(w, kDecoder, [&] { _kel_con_error(w, 36, 9); }), 36);
     EXPECT_STREQ(w->errMsg, "");
-}
-
-TEST(MessagesFailurePath, NoMessageBufferStillJumps) {
-    BriefWorld world;
-    KelGlobal *w = world.get();
-    int code = in_frame(w, kDecoder, [&] {
-        w->errMsgPtr = nullptr;
-        _kel_enc_error(w, 45, 0);
-    });
-    EXPECT_EQ(code, 4);
+    EXPECT_EQ(in_frame(w, kDecoder, [&] {
+                  w->errMsgPtr = nullptr;
+                  _kel_enc_error(w, 45, 0);
+              }),
+              4);
     EXPECT_EQ(w->errorCode, 4);
     EXPECT_STREQ(w->errMsg, "");
-}
 
-TEST(MessagesFailurePath, PushedWorldReportsInTopWorld) {
-    BriefWorld world;
-    KelGlobal *w = world.get();
+    // A pushed world (no recovery point, buffer or phase) reports in the top one.
     KelGlobal inner;
     std::memset(&inner, 0, sizeof inner);
-    inner.parentWorld = w; // no recovery point, no buffer, no phase of its own
+    inner.parentWorld = w;
+    w->errorCode = 0;
     Outcome out = fail_in(w, kDecoder, [&] { _kel_enc_error(&inner, 45, 0); });
     EXPECT_EQ(out.code, 4);
     EXPECT_EQ(w->errorCode, 4);
@@ -328,26 +300,17 @@ TEST(MessagesOverflow, LongTextKeptWholeAndReleased) {
     EXPECT_EQ(kelGetErrMsg(w), w->errMsg);
     EXPECT_EQ(counted.extra(), 1);
 
-    // and so does kelterm
+    // A failed allocation keeps the cut text.
     w->trail = &trail.head;
-    fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
-    EXPECT_EQ(counted.extra(), 2);
-    kelterm(w);
-    EXPECT_EQ(counted.extra(), 0);
-}
-
-TEST(MessagesOverflow, AllocationFailureKeepsTheCutText) {
-    CountedWorld counted;
-    KelGlobal *w = &counted.world;
-    LongTrail trail;
-    w->trail = &trail.head;
-    w->pduNumber = 1;
-    CountingAllocator::reset(1); // the next allocation fails
-    Outcome out = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    CountingAllocator::reset(1);
+    out = fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
     CountingAllocator::reset();
-    EXPECT_EQ(out.code, 4);
     EXPECT_EQ(out.text.size(), 511u);
     EXPECT_EQ(kelGetErrMsg(w), w->errMsg);
+
+    // kelterm releases a long text too.
+    fail_in(w, kDecoder, [&] { _kel_enc_error(w, 45, 0); });
+    EXPECT_EQ(counted.extra(), 2);
     kelterm(w);
     EXPECT_EQ(counted.extra(), 0);
 }

@@ -3,6 +3,8 @@
 // extension list and the stubs.
 #include <gtest/gtest.h>
 
+#include <iterator>
+
 #include "harness.h"
 #include "internal.h"
 #include "settings.h"
@@ -60,33 +62,27 @@ void use_default_rule_map(KelGlobal *world) {
     ext->ruleMap = &ext->ruleMapByte;
 }
 
-TEST(Settings, EncodingFlagsDropIndefinite) {
-    BriefWorld world;
-    EXPECT_EQ(kelSetEncodingFlags(world.get(), INDEFINITE), 13);
-    EXPECT_EQ(kelGetEncodingFlags(world.get()), TRAPPING);
-
-    EXPECT_EQ(kelSetFlags(world.get(), INDEFINITE), 13);
-    EXPECT_EQ(world->encodingFlags, TRAPPING);
-    EXPECT_EQ(world->decodingFlags, TRAPPING | INDEFINITE);
-    EXPECT_EQ(kelGetFlags(world.get()), TRAPPING | INDEFINITE);
-
-    EXPECT_EQ(kelSetDecodingFlags(world.get(), INDEFINITE | DEFINITE), 0);
-    EXPECT_EQ(kelGetDecodingFlags(world.get()), TRAPPING | INDEFINITE | DEFINITE);
-}
-
 TEST(Settings, FlagsAreNormalised) {
     BriefWorld world;
-    ASSERT_EQ(kelSetFlags(world.get(), COMPRESS | KEL_RELAXED | TRAPPING | KEL_TRAP_SIGNALS), 0);
-    const unsigned long expected = COMPRESS | IGNORE_DEFER_DECODING | KEL_RELAXED | KEL_TRAP_SIGNALS;
-    EXPECT_EQ(kelGetEncodingFlags(world.get()), expected);
-    EXPECT_EQ(kelGetDecodingFlags(world.get()), expected);
+    KelGlobal *w = world.get();
+    EXPECT_EQ(kelSetEncodingFlags(w, INDEFINITE), 13);
+    EXPECT_EQ(kelGetEncodingFlags(w), TRAPPING);
+    EXPECT_EQ(kelSetFlags(w, INDEFINITE), 13);
+    EXPECT_EQ(w->encodingFlags, TRAPPING);
+    EXPECT_EQ(kelGetFlags(w), TRAPPING | INDEFINITE);
+    EXPECT_EQ(kelSetDecodingFlags(w, INDEFINITE | DEFINITE), 0);
+    EXPECT_EQ(kelGetDecodingFlags(w), TRAPPING | INDEFINITE | DEFINITE);
 
-    ASSERT_EQ(kelSetEncodingFlags(world.get(), STRICT_ENCODING_DECODING_RULES | KEL_RELAXED), 0);
-    EXPECT_EQ(kelGetEncodingFlags(world.get()), STRICT_ENCODING_DECODING_RULES | TRAPPING);
+    ASSERT_EQ(kelSetFlags(w, COMPRESS | KEL_RELAXED | TRAPPING | KEL_TRAP_SIGNALS), 0);
+    const unsigned long expected = COMPRESS | IGNORE_DEFER_DECODING | KEL_RELAXED | KEL_TRAP_SIGNALS;
+    EXPECT_EQ(kelGetEncodingFlags(w), expected);
+    EXPECT_EQ(kelGetDecodingFlags(w), expected);
+    ASSERT_EQ(kelSetEncodingFlags(w, STRICT_ENCODING_DECODING_RULES | KEL_RELAXED), 0);
+    EXPECT_EQ(kelGetEncodingFlags(w), STRICT_ENCODING_DECODING_RULES | TRAPPING);
     static_assert(kel::normalise_flags(NOCONSTRAIN) == (NOCONSTRAIN | TRAPPING));
 }
 
-TEST(Settings, UnknownRulesLeaveTheWorldAlone) {
+TEST(Settings, UnknownAndUnlinkedRules) {
     BriefWorld world;
     FamilyPointers families;
     families.link_all();
@@ -94,15 +90,11 @@ TEST(Settings, UnknownRulesLeaveTheWorldAlone) {
     for (int rule : {4, 12, 13, -1})
         EXPECT_EQ(kelSetEncodingRules(world.get(), rule), 22) << rule;
     EXPECT_EQ(kelGetEncodingRules(world.get()), KEL_DER);
-}
 
-TEST(Settings, UnlinkedRulesAreStoredAndReported) {
-    BriefWorld world;
-    FamilyPointers families;
+    // An unlinked rule is stored and reported; either driver links a family.
     families.unlink_all();
     EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_XER), 23);
     EXPECT_EQ(kelGetEncodingRules(world.get()), KEL_XER);
-    // Either driver of a family links it.
     kelBerDecodeFp = dummy_decode;
     EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_CER), 0);
 }
@@ -131,8 +123,7 @@ TEST(Settings, CodeFileRuleMapIsTakenOnce) {
     families.link_all();
     use_default_rule_map(world.get());
     // Kinds 10 (another PER), 13 (COER) and 14 (JSON): bits 2, 5, 6 of byte 1.
-    unsigned char map[2] = {0x00, 0x64};
-    unsigned char other[2] = {0xFF, 0xFF};
+    unsigned char map[2] = {0x00, 0x64}, other[2] = {0xFF, 0xFF};
     ASSERT_EQ(kelPrivateSetMoreFlags(world.get(), 15, map), 0);
     ASSERT_EQ(kelPrivateSetMoreFlags(world.get(), 16, other), 0); // ignored
     uint32_t bits = 0;
@@ -140,22 +131,15 @@ TEST(Settings, CodeFileRuleMapIsTakenOnce) {
     ASSERT_EQ(kelPrivateGetMoreFlags(world.get(), &bits, &got), 0);
     EXPECT_EQ(bits, 15u);
     EXPECT_EQ(got, map);
-
-    EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_PER_UNALIGNED), 0);
-    EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_OER), 0);
-    EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_COER), 0);
-    EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_JSON), 0);
+    for (int rule : {KEL_PER_UNALIGNED, KEL_OER, KEL_COER, KEL_JSON})
+        EXPECT_EQ(kelSetEncodingRules(world.get(), rule), 0) << rule;
     EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_BER), 23);
-}
 
-TEST(Settings, RuleMapKindsPastItsBitsAreAbsent) {
-    BriefWorld world;
-    FamilyPointers families;
-    families.link_all();
-    use_default_rule_map(world.get());
-    unsigned char map[2] = {0x00, 0x40}; // kind 14
-    ASSERT_EQ(kelPrivateSetMoreFlags(world.get(), 14, map), 0);
-    EXPECT_EQ(kelSetEncodingRules(world.get(), KEL_JSON), 23);
+    // Kinds past the map's bits are absent.
+    BriefWorld short_;
+    use_default_rule_map(short_.get());
+    ASSERT_EQ(kelPrivateSetMoreFlags(short_.get(), 14, map), 0);
+    EXPECT_EQ(kelSetEncodingRules(short_.get(), KEL_JSON), 23);
 }
 
 TEST(Settings, RuntimeVersionTable) {
@@ -189,34 +173,24 @@ TEST(Settings, JsonIndentIsClamped) {
 
 TEST(Settings, NullWorldAnswers) {
     KelGlobal *none = nullptr;
-    EXPECT_EQ(kelSetEncodingRules(none, 0), 6);
-    EXPECT_EQ(kelSetEncodingFlags(none, 0), 6);
-    EXPECT_EQ(kelSetDecodingFlags(none, 0), 6);
-    EXPECT_EQ(kelSetFlags(none, INDEFINITE), 6);
-    EXPECT_EQ(kelSetDecodingLength(none, 1), 6);
-    EXPECT_EQ(kelSetDebugFlags(none, 1), 6);
-    EXPECT_EQ(kelSetCompatibilityFlags(none, 1), 6);
-    EXPECT_EQ(kelSetRuntimeVersion(none, 1), 6);
-    EXPECT_EQ(kelSetConstructedNestingLimit(none, 1), 6);
-    EXPECT_EQ(kelSetSeqSetNestingLimit(none, 1), 6);
-    EXPECT_EQ(kelSetJsonIndentSize(none, 1), 6);
-    EXPECT_EQ(kelSetUserPrint(none, stdout, 1), 6);
-    EXPECT_EQ(kelSetUserFieldCpyCmp(none, nullptr, nullptr), 6);
-    EXPECT_EQ(kelPrivateSetMoreFlags(none, 1, nullptr), 6);
-
-    EXPECT_EQ(kelGetEncodingRules(none), -1);
-    EXPECT_EQ(kelGetEncodingFlags(none), ~0ul);
-    EXPECT_EQ(kelGetDecodingFlags(none), ~0ul);
-    EXPECT_EQ(kelGetFlags(none), ~0ul);
-    EXPECT_EQ(kelGetDecodingLength(none), -1);
-    EXPECT_EQ(kelGetBytesReadByDecoder(none), -1);
-    EXPECT_EQ(kelGetDebugFlags(none), ~0ul);
-    EXPECT_EQ(kelGetCompatibilityFlags(none), ~0ul);
-    EXPECT_EQ(kelGetRuntimeVersion(none), -1);
-    EXPECT_EQ(kelGetConstructedNestingLimit(none), -1);
-    EXPECT_EQ(kelGetInternalFlags(none), ~0ul);
-    EXPECT_EQ(kelDetermineNumberOfPadBits(none), -1);
-    EXPECT_EQ(kelGetCompilerVersion(none), -1);
+    const int setters[] = {
+        kelSetEncodingRules(none, 0), kelSetEncodingFlags(none, 0), kelSetDecodingFlags(none, 0),
+        kelSetFlags(none, INDEFINITE), kelSetDecodingLength(none, 1), kelSetDebugFlags(none, 1),
+        kelSetCompatibilityFlags(none, 1), kelSetRuntimeVersion(none, 1), kelSetConstructedNestingLimit(none, 1),
+        kelSetSeqSetNestingLimit(none, 1), kelSetJsonIndentSize(none, 1), kelSetUserPrint(none, stdout, 1),
+        kelSetUserFieldCpyCmp(none, nullptr, nullptr), kelPrivateSetMoreFlags(none, 1, nullptr)};
+    for (size_t i = 0; i < std::size(setters); ++i)
+        EXPECT_EQ(setters[i], 6) << "setter " << i;
+    const unsigned long flagGetters[] = {kelGetEncodingFlags(none), kelGetDecodingFlags(none), kelGetFlags(none),
+                                         kelGetDebugFlags(none), kelGetCompatibilityFlags(none),
+                                         kelGetInternalFlags(none)};
+    for (size_t i = 0; i < std::size(flagGetters); ++i)
+        EXPECT_EQ(flagGetters[i], ~0ul) << "flag getter " << i;
+    const long getters[] = {kelGetEncodingRules(none), kelGetDecodingLength(none), kelGetBytesReadByDecoder(none),
+                            kelGetRuntimeVersion(none), kelGetConstructedNestingLimit(none),
+                            kelDetermineNumberOfPadBits(none), kelGetCompilerVersion(none)};
+    for (size_t i = 0; i < std::size(getters); ++i)
+        EXPECT_EQ(getters[i], -1) << "getter " << i;
     EXPECT_EQ(kelSetPrintIndent(none, 3), nullptr);
 }
 
@@ -235,16 +209,6 @@ TEST(Settings, PrintHooksKeepTheStreamUnlessGiven) {
     ASSERT_EQ(kelGetUserVprint(world.get(), &stream, &function), 0);
     EXPECT_EQ(stream, stderr);
     EXPECT_EQ(function, vfprintf);
-}
-
-TEST(Settings, CompilerVersionComesFromTheXApiTable) {
-    BriefWorld world;
-    EXPECT_EQ(kelGetCompilerVersion(world.get()), 0);
-    KelXApiTable table{};
-    table.compilerVersion = 1105;
-    kel::ext(world.get())->xapi = &table;
-    EXPECT_EQ(kelGetCompilerVersion(world.get()), 1105);
-    kel::ext(world.get())->xapi = nullptr;
 }
 
 TEST(Settings, ExtensionAdditionsByIndex) {
@@ -279,6 +243,12 @@ TEST(Settings, CompressionStubsRefuseOrReportUnsupported) {
     EXPECT_EQ(kelGetEtypeFromAbstractType(world.get(), nullptr), 65535);
     EXPECT_EQ(kelCallerIsDecoder(world.get()), -1);
     EXPECT_EQ(kelSetTimeout(world.get(), 5), world.get());
+    EXPECT_EQ(kelGetCompilerVersion(world.get()), 0);
+    KelXApiTable table{};
+    table.compilerVersion = 1105;
+    kel::ext(world.get())->xapi = &table;
+    EXPECT_EQ(kelGetCompilerVersion(world.get()), 1105);
+    kel::ext(world.get())->xapi = nullptr;
 }
 
 } // namespace

@@ -1,13 +1,18 @@
 /*
- * ber_walker.c - the generated entries of the BER family (BER, DER, CER) for
- * every table-driven code file.
+ * ber_walker.c - the BER family (BER, DER, CER) walker's simple types: the
+ * whole TLV of a value under its own tag, in both directions, and the
+ * pieces a decoded value holds.  ber_walker_struct.c walks the structures
+ * and the tags around them.
  *
- * The encoder walks a type description and writes backward with the BER
- * writers: contents first, then the headers from the innermost tag out, so
- * that each length is known when its header is written.  A type with one tag
- * costs one `_tl` call.  Under CER the explicit tags get indefinite lengths.
- * The decoder reads forward with _kel_dec_tag_length and the value readers on
- * the world's inPos and inRemaining.  Failures leave through _kel_enc_error.
+ * The encoder writes backward with the BER writers: contents first, then
+ * the header, so that the length is known when it is written; most simple
+ * types cost one `_tl` call.  The decoder reads forward with
+ * _kel_dec_tag_length and the value readers on the world's inPos and
+ * inRemaining.  Failures leave through _kel_enc_error.
+ *
+ * OBJECT IDENTIFIER and RELATIVE-OID are kept encoded or as 32-bit arcs,
+ * REAL as a double or a KelMixedReal, the times as text or KelTimeStruct,
+ * a huge INTEGER as its two's complement octets.
  *
  * Strings call the primitive of their memory form.  Under CER an OCTET
  * STRING or character string of more than 1000 octets goes out in
@@ -16,12 +21,11 @@
  */
 #include <string.h>
 
-#include "codefiles.h"
+#include "ber_walker.h"
 #include "kelvarn_ber.h"
 
 /* Messages raised here. */
 enum {
-    MSG_PDU_RANGE = 3,
     MSG_VALUE_TOO_LONG = 10,
     MSG_NOT_ENUMERATED = 36,
     MSG_MISENCODED = 106,
@@ -62,19 +66,9 @@ static void check_enumerated(KelGlobal *world, const KelTypeDesc *type, int64_t 
     _kel_enc_error(world, MSG_NOT_ENUMERATED, (uint32_t)value);
 }
 
-static const KelTypeDesc *enter_pdu(KelGlobal *world, int pdu)
-{
-    const KelCodeFile *file = kel_world_codefile(world);
-    if (pdu < 1 || pdu > file->pduCount)
-        _kel_enc_error(world, MSG_PDU_RANGE, (uint32_t)pdu);
-    world->pduNumber = pdu;
-    world->pduEntry = &file->pdus[pdu - 1].names;
-    return file->pdus[pdu - 1].type;
-}
-
 static int is_string(const KelTypeDesc *type)
 {
-    return type->kind >= KEL_KIND_BIT_STRING;
+    return type->kind >= KEL_KIND_BIT_STRING && type->kind <= KEL_KIND_CHAR_STRING;
 }
 
 /* Octets of the varying forms' length word before the value. */
@@ -269,20 +263,6 @@ static int32_t encode_string_tlv(KelGlobal *world, unsigned char **pos, int32_t 
     return endOfContents + n + _kel_encd_tag(world, pos, rem, tag->classNumber, 1);
 }
 
-/* Contents octets alone, for a type whose header is written separately. */
-static int32_t encode_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
-                               const KelTypeDesc *type, const unsigned char *field)
-{
-    switch (type->kind) {
-    case KEL_KIND_BOOLEAN: return _kel_encd_bool(world, pos, rem, *field);
-    case KEL_KIND_NULL: return 0;
-    default:
-        if (type->flags & KEL_DESC_SIGNED)
-            return _kel_encd_int(world, pos, rem, load_signed(field, type->width));
-        return _kel_encd_uint(world, pos, rem, load_unsigned(field, type->width));
-    }
-}
-
 /* The whole TLV of a type with one tag, in one call. */
 static int32_t encode_tlv(KelGlobal *world, unsigned char **pos, int32_t *rem,
                           const KelTypeDesc *type, const unsigned char *field, uint32_t tag)
@@ -303,61 +283,52 @@ static int32_t encode_tlv(KelGlobal *world, unsigned char **pos, int32_t *rem,
     }
 }
 
-static int32_t encode_type(KelGlobal *world, unsigned char **pos, int32_t *rem,
-                           const KelTypeDesc *type, const void *record)
+/* OBJECT IDENTIFIER, RELATIVE-OID, REAL and the times: contents octets. */
+static int32_t encode_other_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                     const KelTypeDesc *type, unsigned char *field)
 {
-    const unsigned char *field = (const unsigned char *)record + type->offset;
-    const int outer = type->tagCount - 1;
-    const int indefinite = world->encRules == KEL_CER;
-    int32_t endOfContents = 0, n;
-    int i;
+    const KelOidEncoded *encoded = (const KelOidEncoded *)(const void *)field;
+    const KelOidUnbounded *arcs = (const KelOidUnbounded *)(const void *)field;
+    KelMixedReal *mixed = (KelMixedReal *)(void *)field;
+    const int utc = type->kind == KEL_KIND_UTC_TIME;
 
-    if (type->kind == KEL_KIND_ENUMERATED)
-        check_enumerated(world, type, load_signed(field, type->width));
-    if (outer == 0 && is_string(type))
-        return encode_string_tlv(world, pos, rem, type, (unsigned char *)field, &type->tags[0]);
-    if (outer == 0)
-        return encode_tlv(world, pos, rem, type, field, type->tags[0].header);
-
-    /* Explicit tags: under CER the end-of-contents octets go out first. */
-    if (indefinite)
-        for (i = 0; i < outer; i++)
-            endOfContents += _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
-    if (is_string(type)) {
-        n = encode_string_tlv(world, pos, rem, type, (unsigned char *)field, &type->tags[outer]);
-    } else {
-        n = encode_contents(world, pos, rem, type, field);
-        n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[outer].header);
+    switch (type->kind) {
+    case KEL_KIND_OID:
+        if (type->form == KEL_FORM_OID_ARCS)
+            return _kel_encd_uiobjid_ia(world, pos, rem, arcs->value, arcs->count, 0);
+        return _kel_encd_eobjid_ia(world, pos, rem, encoded->value, encoded->length, -1);
+    case KEL_KIND_RELATIVE_OID:
+        return _kel_encd_ereloid_ia(world, pos, rem, encoded->value, encoded->length, -1);
+    case KEL_KIND_REAL:
+        if (type->form == KEL_FORM_REAL_MIXED)
+            return _kel_encd_mreal_ia(world, pos, rem, mixed->kind, &mixed->u);
+        return _kel_encd_real(world, pos, rem, *(const double *)(const void *)field);
+    default: /* the times */
+        if (type->form == KEL_FORM_TIME_TEXT)
+            return _kel_encd_untime(world, pos, rem, *(const char *const *)(const void *)field, 0,
+                                    (int16_t)utc);
+        return utc ? _kel_encd_utime(world, pos, rem, (const KelTimeStruct *)(const void *)field)
+                   : _kel_encd_gtime(world, pos, rem, (const KelTimeStruct *)(const void *)field);
     }
-    for (i = outer - 1; i >= 0; i--) {
-        if (indefinite) {
-            n += _kel_write_byte_d(world, pos, rem, 0x80);
-            n += _kel_encd_tag(world, pos, rem, type->tags[i].classNumber, 1);
-        } else {
-            n += _kel_encd_tag_length(world, pos, rem, (uint32_t)n, type->tags[i].header);
-        }
-    }
-    return endOfContents + n;
 }
 
-int kel_ber_encode(KelGlobal *world, int pdu, void *value)
+int32_t kel_ber_encode_simple(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                              const KelTypeDesc *type, const KelTag *tag, const unsigned char *field)
 {
-    const KelTypeDesc *type = enter_pdu(world, pdu);
-    unsigned char *pos = world->userBuffer ? world->outPos + world->outRemaining : NULL;
-    int32_t rem = world->userBuffer ? world->outRemaining : 0;
-    int32_t total = encode_type(world, &pos, &rem, type, value);
-
-    if (world->userBuffer) {
-        world->outPos = pos;
-        world->outRemaining = total;
-    } else {
-        uint32_t length;
-        unsigned char *joined;
-        _kel_set_outmem_d(world, (uint32_t)rem, &length, &joined);
-        world->outPos = joined;
-        world->outRemaining = (int32_t)length;
+    int32_t n;
+    if (type->kind == KEL_KIND_ENUMERATED)
+        check_enumerated(world, type, load_signed(field, type->width));
+    if (is_string(type))
+        return encode_string_tlv(world, pos, rem, type, (unsigned char *)field, tag);
+    if (type->form == KEL_FORM_HUGE) {
+        const KelHugeInt *huge = (const KelHugeInt *)(const void *)field;
+        n = _kel_encd_uoct_ia(world, pos, rem, huge->value, (int32_t)huge->length, 0);
+        return n + _kel_encd_tag_length(world, pos, rem, (uint32_t)n, tag->header);
     }
-    return 0;
+    if (type->kind < KEL_KIND_OID)
+        return encode_tlv(world, pos, rem, type, field, tag->header);
+    n = encode_other_contents(world, pos, rem, type, (unsigned char *)field);
+    return n + _kel_encd_tag_length(world, pos, rem, (uint32_t)n, tag->header);
 }
 
 /* ------------------------------------------------------------------------ */
@@ -486,47 +457,68 @@ static void decode_string(KelGlobal *world, unsigned char **pos, int32_t *rem,
     }
 }
 
-static void decode_type(KelGlobal *world, const KelTypeDesc *type, void *record)
+static void decode_other(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                         const KelTypeDesc *type, unsigned char *field, int32_t length)
+{
+    KelOidEncoded *encoded = (KelOidEncoded *)(void *)field;
+    KelOidUnbounded *arcs = (KelOidUnbounded *)(void *)field;
+    const int utc = type->kind == KEL_KIND_UTC_TIME;
+
+    if (length < 0)
+        _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
+    switch (type->kind) {
+    case KEL_KIND_OID:
+        if (type->form == KEL_FORM_OID_ARCS)
+            arcs->count = (uint16_t)_kel_dec_uiobjid_ia(world, pos, rem, length,
+                                                        (void **)(void *)&arcs->value, 0);
+        else
+            encoded->length = (uint32_t)_kel_dec_eobjid_ia(world, pos, rem, length, &encoded->value, -1);
+        return;
+    case KEL_KIND_RELATIVE_OID:
+        encoded->length = (uint32_t)_kel_dec_ereloid_ia(world, pos, rem, length, &encoded->value, -1);
+        return;
+    case KEL_KIND_REAL:
+        if (type->form == KEL_FORM_REAL_MIXED)
+            _kel_dec_mreal_ia(world, pos, rem, length, field);
+        else
+            _kel_dec_real(world, pos, rem, length, (double *)(void *)field);
+        return;
+    default: /* the times */
+        if (type->form == KEL_FORM_TIME_TEXT)
+            _kel_dec_untime(world, pos, rem, length, (unsigned char **)(void *)field, 0, (int16_t)utc);
+        else if (utc)
+            _kel_dec_utime(world, pos, rem, length, (KelTimeStruct *)(void *)field);
+        else
+            _kel_dec_gtime(world, pos, rem, length, (KelTimeStruct *)(void *)field);
+        return;
+    }
+}
+
+void kel_ber_decode_simple(KelGlobal *world, const KelTypeDesc *type, const KelTag *tag,
+                           unsigned char *field)
 {
     unsigned char **pos = &world->inPos;
     int32_t *rem = &world->inRemaining;
-    const int outer = type->tagCount - 1;
-    int32_t end[KEL_MAX_TAGS]; /* inRemaining at the end of each explicit tag; -1 indefinite */
-    int32_t length;
-    int i;
+    int32_t length = _kel_dec_tag_length(world, pos, rem, tag->match);
 
-    for (i = 0; i < outer; i++) {
-        length = _kel_dec_tag_length(world, pos, rem, type->tags[i].match);
-        if (length < 0 && world->encRules == KEL_DER)
-            _kel_enc_error(world, MSG_INDEFINITE_DER, 0);
-        end[i] = length < 0 ? -1 : *rem - length;
-    }
-    length = _kel_dec_tag_length(world, pos, rem, type->tags[outer].match);
     if (is_string(type)) {
         /* A constructed string may have the indefinite form, but not in DER. */
         if (length < 0 && world->encRules == KEL_DER)
             _kel_enc_error(world, MSG_INDEFINITE_DER, 0);
-        decode_string(world, pos, rem, type, (unsigned char *)record + type->offset, length);
+        decode_string(world, pos, rem, type, field, length);
+    } else if (type->kind >= KEL_KIND_OID) {
+        decode_other(world, pos, rem, type, field, length);
+    } else if (type->form == KEL_FORM_HUGE) {
+        /* The contents octets are the two's complement value. */
+        KelHugeInt *huge = (KelHugeInt *)(void *)field;
+        if (length <= 0)
+            _kel_enc_error(world, length < 0 ? MSG_INDEFINITE_PRIMITIVE : MSG_MISENCODED, 0);
+        huge->length = (uint32_t)_kel_dec_uoct_ia(world, pos, rem, length, &huge->value, 0);
     } else {
         if (length < 0)
             _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
-        decode_contents(world, pos, rem, type, (unsigned char *)record + type->offset, length);
+        decode_contents(world, pos, rem, type, field, length);
     }
-
-    for (i = outer - 1; i >= 0; i--) {
-        if (end[i] >= 0 ? *rem != end[i]
-                        : _kel_get_byte(world, pos, rem) != 0 || _kel_get_byte(world, pos, rem) != 0)
-            _kel_enc_error(world, MSG_MISENCODED, 0);
-    }
-}
-
-int kel_ber_decode(KelGlobal *world, int *pdu, void **value)
-{
-    const KelTypeDesc *type = enter_pdu(world, *pdu);
-    void *record = _kel_dec_getmem(world, (int32_t)type->size);
-    decode_type(world, type, record);
-    *value = record;
-    return 0;
 }
 
 /* ------------------------------------------------------------------------ */
@@ -543,8 +535,9 @@ void kel_ber_init(KelGlobal *world)
     world->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 
-/* The pieces that a decoded string holds apart from its record. */
-static void free_string(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
+/* The pieces that a decoded value of a simple type holds apart from its
+ * record. */
+void kel_ber_free_simple(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
 {
     void *piece;
     switch (type->form) {
@@ -552,23 +545,17 @@ static void free_string(KelGlobal *world, const KelTypeDesc *type, unsigned char
     case KEL_FORM_UTF8:
     case KEL_FORM_BMP:
     case KEL_FORM_UNIVERSAL: piece = ((KelUnboundedString *)(void *)field)->value; break;
+    case KEL_FORM_HUGE: piece = ((KelHugeInt *)(void *)field)->value; break;
+    case KEL_FORM_OID_ENCODED: piece = ((KelOidEncoded *)(void *)field)->value; break;
+    case KEL_FORM_OID_ARCS: piece = ((KelOidUnbounded *)(void *)field)->value; break;
+    case KEL_FORM_REAL_MIXED:
+        piece = ((KelMixedReal *)(void *)field)->kind ? ((KelMixedReal *)(void *)field)->u.text : NULL;
+        break;
     case KEL_FORM_VARYING_PTR:
-    case KEL_FORM_NULLTERM_PTR: piece = *(void **)(void *)field; break;
+    case KEL_FORM_NULLTERM_PTR:
+    case KEL_FORM_TIME_TEXT: piece = *(void **)(void *)field; break;
     default: return;
     }
     if (piece)
         kelFreeMemory(world, piece);
-}
-
-int kel_codefile_free(KelGlobal *world, int pdu, void *value)
-{
-    const KelCodeFile *file = kel_world_codefile(world);
-    const KelTypeDesc *type;
-    if (pdu < 1 || pdu > file->pduCount)
-        return 3;
-    type = file->pdus[pdu - 1].type;
-    if (is_string(type))
-        free_string(world, type, (unsigned char *)value + type->offset);
-    kelFreeMemory(world, value);
-    return 0;
 }

@@ -23,6 +23,14 @@ int kel_codefile_free(KelGlobal *world, int pdu, void *value);
 /* The code files. */
 extern const KelCodeFile kel_typeszoo_codefile;
 extern const KelCodeFile kel_tagged_codefile;
+extern const KelCodeFile kel_tags_explicit_codefile;
+extern const KelCodeFile kel_tags_implicit_codefile;
+extern const KelCodeFile kel_personnel_a1_codefile;
+extern const KelCodeFile kel_personnel_a2_codefile;
+extern const KelCodeFile kel_personnel_a3_codefile;
+extern const KelCodeFile kel_open_types_codefile;
+extern const KelCodeFile kel_ext_groups_a4_codefile;
+extern const KelCodeFile kel_x509_certificate_codefile;
 
 /* The linked code file of an ASN.1 module, or null. */
 const KelCodeFile *kel_codefile_find(const char *module);

@@ -33,10 +33,21 @@ typedef enum KelTypeKind {
     KEL_KIND_ENUMERATED,
     KEL_KIND_BIT_STRING,
     KEL_KIND_OCTET_STRING,
-    KEL_KIND_CHAR_STRING /* any character string; its tag tells which */
+    KEL_KIND_CHAR_STRING, /* any character string; its tag tells which */
+    KEL_KIND_OID,
+    KEL_KIND_RELATIVE_OID,
+    KEL_KIND_REAL,
+    KEL_KIND_UTC_TIME,
+    KEL_KIND_GENERALIZED_TIME,
+    KEL_KIND_SEQUENCE,
+    KEL_KIND_SET,
+    KEL_KIND_SEQUENCE_OF,
+    KEL_KIND_SET_OF,
+    KEL_KIND_CHOICE,    /* no tag of its own: its tags are all explicit */
+    KEL_KIND_OPEN_TYPE  /* likewise; selected by a table constraint */
 } KelTypeKind;
 
-/* Memory forms of strings, as a compiler picks them; `upper` is the size
+/* Memory forms, as a compiler picks them.  Strings: `upper` is the size
  * bound in characters, octets or bits, 0 for none.  `room` below is `upper`,
  * or for bits the octets that hold `upper` bits.
  *   UNBOUNDED     KelUnboundedString, KelUnboundedBits
@@ -60,7 +71,14 @@ typedef enum KelStringForm {
     KEL_FORM_NULLTERM_PTR,
     KEL_FORM_BMP,
     KEL_FORM_UNIVERSAL,
-    KEL_FORM_UTF8
+    KEL_FORM_UTF8,
+    /* forms of the other types */
+    KEL_FORM_OID_ENCODED, /* KelOidEncoded */
+    KEL_FORM_OID_ARCS,    /* KelOidUnbounded */
+    KEL_FORM_TIME_TEXT,   /* char *, the time as written */
+    KEL_FORM_TIME_STRUCT, /* KelTimeStruct */
+    KEL_FORM_REAL_MIXED,  /* KelMixedReal; REAL without a form is a double */
+    KEL_FORM_HUGE         /* INTEGER as a KelHugeInt */
 } KelStringForm;
 
 /* One tag in the three forms of the BER primitives. */
@@ -115,6 +133,42 @@ typedef struct KelNamedNumber {
     int64_t value;
 } KelNamedNumber;
 
+typedef struct KelTypeDesc KelTypeDesc;
+
+/* How a component's tag stands to its type's tags. */
+enum { KEL_TAGGING_NONE, KEL_TAGGING_IMPLICIT, KEL_TAGGING_EXPLICIT };
+
+/* Flags of a component. */
+#define KEL_COMP_OPTIONAL 0x1u  /* may be absent */
+#define KEL_COMP_DEFAULT 0x2u   /* absent means `defaultValue` */
+#define KEL_COMP_EXTENSION 0x4u /* an extension addition, in a group or not */
+#define KEL_COMP_POINTER 0x8u   /* the field points to the value; null is absent */
+
+/* A component of a SEQUENCE or SET, an alternative of a CHOICE, the element
+ * of a SEQUENCE OF or SET OF, or a row of an open type's table (then
+ * `defaultValue` is the row's key in the key component's memory form and
+ * `type` the type the row selects).
+ *
+ * Records of SEQUENCE and SET start with a 32-bit presence word: bit
+ * `presenceBit - 1` is set when an OPTIONAL or DEFAULT component is present.
+ * A CHOICE record starts with the 32-bit number of its alternative, from 1;
+ * 0 is an unknown extension.  Values of the OF types are KelSequenceOf. */
+typedef struct KelComponent {
+    const char *name;
+    const KelTypeDesc *type;
+    uint16_t offset;     /* of the value in the record */
+    uint8_t flags;       /* KEL_COMP_* */
+    uint8_t presenceBit; /* from 1; 0 for none */
+    uint8_t tagging;     /* KEL_TAGGING_*: what `tag` does to the type's tags */
+    KelTag tag;
+    const void *defaultValue;
+} KelComponent;
+
+typedef struct KelSequenceOf {
+    uint32_t count;
+    void *elements; /* count values of the element type's size */
+} KelSequenceOf;
+
 /* Flags of a description. */
 #define KEL_DESC_SIGNED 0x1u     /* integers: signed memory form */
 #define KEL_DESC_LOWER 0x2u      /* `lower` is a bound */
@@ -122,7 +176,7 @@ typedef struct KelNamedNumber {
 #define KEL_DESC_EXTENSIBLE 0x8u /* constraint or enumeration has an ellipsis */
 #define KEL_DESC_NAMED_BITS 0x10u /* BIT STRING with a named bit list */
 
-typedef struct KelTypeDesc {
+struct KelTypeDesc {
     const char *name;
     uint8_t kind;     /* KelTypeKind */
     uint8_t tagCount;
@@ -135,7 +189,12 @@ typedef struct KelTypeDesc {
     int64_t lower, upper;
     const KelNamedNumber *names; /* ENUMERATED: the enumeration; INTEGER: named numbers */
     uint32_t nameCount;
-} KelTypeDesc;
+    /* Structured types: the components (OF types: the element); open
+     * types: the table's rows, and in `lower` the index of the key among
+     * the enclosing record's components. */
+    const KelComponent *components;
+    uint32_t componentCount;
+};
 
 /* One PDU: the names that world->pduEntry points at, and the type. */
 typedef struct KelPduDesc {

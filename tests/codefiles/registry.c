@@ -9,6 +9,14 @@
 static const KelCodeFile *const codefiles[] = {
     &kel_typeszoo_codefile,
     &kel_tagged_codefile,
+    &kel_tags_explicit_codefile,
+    &kel_tags_implicit_codefile,
+    &kel_personnel_a1_codefile,
+    &kel_personnel_a2_codefile,
+    &kel_personnel_a3_codefile,
+    &kel_open_types_codefile,
+    &kel_ext_groups_a4_codefile,
+    &kel_x509_certificate_codefile,
 };
 
 const KelCodeFile *kel_codefile_find(const char *module)

@@ -9,11 +9,18 @@
  * family of primitives is used: unbounded where the size is open (IA5String
  * too, whose values may hold NUL), varying inline or behind a pointer for a
  * size range, fixed or padded arrays for a fixed size, NUL-terminated for
- * the visible repertoires, padded bits for named bits.
+ * the visible repertoires, padded bits for named bits.  OIDs are kept
+ * encoded (their arcs may pass 64 bits), REAL as a KelMixedReal (values may
+ * be decimal), UTCTime as text and GeneralizedTime as a KelTimeStruct.
+ *
+ * Structured values are the records below; components are tagged
+ * automatically (context tags from 0, implicit, explicit for a CHOICE).
  */
 
+#include <stddef.h>
+
 #include "codefiles.h"
-#include "kelvarn_prim.h"
+#include "kelvarn_ber.h"
 
 /* Index of each type in the table, named as the type. */
 enum {
@@ -22,7 +29,12 @@ enum {
     Bits, Bits16, Bits0to20, Bits1to8Ext, NamedBits, Octets, Octets4, Octets0to10,
     Ia5, Ia5Size, Ia5SizeExt, Ia5Alpha, Ia5Both, Visible, VisibleFixed, VisibleAlpha, VisibleBoth,
     Numeric, NumericFixed, NumericAlpha, NumericBoth, Printable, PrintableSize, PrintableAlpha,
-    PrintableBoth, Utf8, Bmp, Universal
+    PrintableBoth, Utf8, Bmp, Universal,
+    Oid, RelOid, Real, Utc, Gen,
+    SeqOpt, SeqEmpty, SeqExt, SeqExtGroup, SetMany, SetOrder, SeqOfInt, SetOfInt, SetOfOctets,
+    SeqOfSize, SeqOfSizeExt, SeqOfFixed, SeqOfSeq, Choice, ChoiceExt, Nest,
+    /* types of components that no PDU of the module has */
+    U16, TypeCount
 };
 
 #define SIMPLE(id, k, tag, bytes) \
@@ -59,7 +71,153 @@ static const KelNamedNumber enumExtNames[] = {
     { "alpha", 0 }, { "beta", 1 }, { "gamma", 2 }, { "delta", 10 }
 };
 
-static const KelTypeDesc types[] = {
+/* Records of the structured types. */
+typedef struct SeqOptValue {
+    uint32_t present;
+    int64_t a;
+    uint8_t b;
+    KelUnboundedString c;
+    int64_t d;
+    int32_t e;
+} SeqOptValue;
+typedef struct SeqEmptyValue {
+    uint32_t present;
+} SeqEmptyValue;
+typedef struct SeqExtValue {
+    uint32_t present;
+    uint8_t a, b;
+    KelUnboundedString c;
+} SeqExtValue;
+typedef struct SeqExtGroupValue {
+    uint32_t present;
+    int64_t a;
+    uint8_t b, d;
+    KelUnboundedString c, e;
+} SeqExtGroupValue;
+typedef struct SetManyValue {
+    uint32_t present;
+    int64_t a;
+    uint8_t b, e;
+    KelUnboundedString c, d;
+} SetManyValue;
+typedef struct SetOrderValue {
+    uint32_t present;
+    int64_t z;
+    uint8_t y, w;
+    KelUnboundedString x, v;
+} SetOrderValue;
+typedef struct ChoiceValue {
+    uint32_t choice;
+    union {
+        int64_t i;
+        KelUnboundedString s;
+        uint8_t b, n;
+    } u;
+} ChoiceValue;
+typedef struct ChoiceExtValue {
+    uint32_t choice;
+    union {
+        uint16_t i;
+        KelUnboundedString s, o;
+        int32_t e;
+    } u;
+} ChoiceExtValue;
+typedef struct NestValue {
+    uint32_t present;
+    int64_t depth;
+    struct NestValue *inner;
+} NestValue;
+
+static const KelTypeDesc types[TypeCount];
+
+/* A component with its automatic tag; `cons` for a constructed type. */
+#define AUTO(rec, field, t, n, cons, fl, bit)                                               \
+    { #field, &types[t], offsetof(rec, field), fl, bit, KEL_TAGGING_IMPLICIT,                 \
+      KEL_TAG(KEL_CLASS_CONTEXT, cons, n), NULL }
+#define TAGGED(rec, field, t, cls, n, fl, bit)                                              \
+    { #field, &types[t], offsetof(rec, field), fl, bit, KEL_TAGGING_IMPLICIT,                 \
+      KEL_TAG(cls, 0, n), NULL }
+#define ALT(rec, name, t, n) \
+    { #name, &types[t], offsetof(rec, u.name), 0, 0, KEL_TAGGING_IMPLICIT, KEL_TAG(KEL_CLASS_CONTEXT, 0, n), NULL }
+#define ELEMENT(t) { "element", &types[t], 0, 0, 0, KEL_TAGGING_NONE, { 0, 0, 0, 0 }, NULL }
+
+enum { OPT = KEL_COMP_OPTIONAL, DEF = KEL_COMP_DEFAULT, ADD = KEL_COMP_EXTENSION };
+
+static const int64_t seven = 7;
+static const int32_t green = 1;
+
+static const KelComponent seqOpt[] = {
+    AUTO(SeqOptValue, a, Int, 0, 0, 0, 0),
+    AUTO(SeqOptValue, b, Bool, 1, 0, OPT, 1),
+    AUTO(SeqOptValue, c, Ia5, 2, 0, OPT, 2),
+    { "d", &types[Int], offsetof(SeqOptValue, d), DEF, 3, KEL_TAGGING_IMPLICIT,
+      KEL_TAG(KEL_CLASS_CONTEXT, 0, 3), &seven },
+    { "e", &types[Enum], offsetof(SeqOptValue, e), DEF, 4, KEL_TAGGING_IMPLICIT,
+      KEL_TAG(KEL_CLASS_CONTEXT, 0, 4), &green },
+};
+static const KelComponent seqExt[] = {
+    AUTO(SeqExtValue, a, IntU8, 0, 0, 0, 0),
+    AUTO(SeqExtValue, b, Bool, 1, 0, OPT, 1),
+    AUTO(SeqExtValue, c, Ia5, 2, 0, OPT | ADD, 2),
+};
+static const KelComponent seqExtGroup[] = {
+    AUTO(SeqExtGroupValue, a, Int, 0, 0, 0, 0),
+    AUTO(SeqExtGroupValue, b, Bool, 1, 0, ADD, 1),
+    AUTO(SeqExtGroupValue, c, Ia5, 2, 0, ADD, 2),
+    AUTO(SeqExtGroupValue, d, IntU8, 3, 0, OPT | ADD, 3),
+    AUTO(SeqExtGroupValue, e, Octets, 4, 0, OPT | ADD, 4),
+};
+static const KelComponent setMany[] = {
+    AUTO(SetManyValue, a, Int, 0, 0, 0, 0),
+    AUTO(SetManyValue, b, Bool, 1, 0, 0, 0),
+    AUTO(SetManyValue, c, Ia5, 2, 0, 0, 0),
+    AUTO(SetManyValue, d, Octets, 3, 0, OPT, 1),
+    AUTO(SetManyValue, e, Null, 4, 0, OPT, 2),
+};
+static const KelComponent setOrder[] = {
+    TAGGED(SetOrderValue, z, Int, KEL_CLASS_CONTEXT, 2, 0, 0),
+    TAGGED(SetOrderValue, y, Bool, KEL_CLASS_APPLICATION, 5, 0, 0),
+    TAGGED(SetOrderValue, x, Ia5, KEL_CLASS_CONTEXT, 0, 0, 0),
+    TAGGED(SetOrderValue, w, Null, KEL_CLASS_PRIVATE, 1, OPT, 1),
+    TAGGED(SetOrderValue, v, Octets, KEL_CLASS_CONTEXT, 1, OPT, 2),
+};
+static const KelComponent intElement[] = { ELEMENT(Int) };
+static const KelComponent octetsElement[] = { ELEMENT(Octets) };
+static const KelComponent ia5Element[] = { ELEMENT(Ia5) };
+static const KelComponent boolElement[] = { ELEMENT(Bool) };
+static const KelComponent u8Element[] = { ELEMENT(IntU8) };
+static const KelComponent seqOptElement[] = { ELEMENT(SeqOpt) };
+static const KelComponent choice[] = {
+    ALT(ChoiceValue, i, Int, 0),
+    ALT(ChoiceValue, s, Ia5, 1),
+    ALT(ChoiceValue, b, Bool, 2),
+    ALT(ChoiceValue, n, Null, 3),
+};
+static const KelComponent choiceExt[] = {
+    ALT(ChoiceExtValue, i, U16, 0),
+    ALT(ChoiceExtValue, s, Ia5, 1),
+    ALT(ChoiceExtValue, o, Octets, 2),
+    ALT(ChoiceExtValue, e, Enum, 3),
+};
+static const KelComponent nest[] = {
+    AUTO(NestValue, depth, Int, 0, 0, 0, 0),
+    AUTO(NestValue, inner, Nest, 1, 1, KEL_COMP_POINTER, 0),
+};
+
+#define UNIVERSAL_CONSTRUCTED(n) KEL_TAG(KEL_CLASS_UNIVERSAL, 1, n)
+#define STRUCTURED(id, k, n, rec, list, f)                                                   \
+    [id] = { .name = #id, .kind = k, .tagCount = 1, .tags = { UNIVERSAL_CONSTRUCTED(n) },     \
+             .size = sizeof(rec), .flags = (f), .components = list,                          \
+             .componentCount = sizeof list / sizeof list[0] }
+#define SEQUENCE(id, rec, list, f) STRUCTURED(id, KEL_KIND_SEQUENCE, 16, rec, list, f)
+#define SET(id, rec, list) STRUCTURED(id, KEL_KIND_SET, 17, rec, list, 0)
+#define SEQUENCE_OF(id, list) STRUCTURED(id, KEL_KIND_SEQUENCE_OF, 16, KelSequenceOf, list, 0)
+#define SET_OF(id, list) STRUCTURED(id, KEL_KIND_SET_OF, 17, KelSequenceOf, list, 0)
+#define CHOICE(id, rec, list, f)                                                             \
+    [id] = { .name = #id, .kind = KEL_KIND_CHOICE, .size = sizeof(rec), .flags = (f),         \
+             .components = list, .componentCount = sizeof list / sizeof list[0] }
+
+static const KelTypeDesc types[TypeCount] = {
     SIMPLE(Bool, KEL_KIND_BOOLEAN, KEL_TAG_BOOLEAN, 1),
     SIMPLE(Null, KEL_KIND_NULL, KEL_TAG_NULL, 1),
     INTEGER(Int, 8, S, 0, 0),
@@ -104,6 +262,36 @@ static const KelTypeDesc types[] = {
     CHARS(Utf8, KEL_TAG_UTF8_STRING, KEL_FORM_UTF8, 0, UNBOUNDED_SIZE),
     CHARS(Bmp, KEL_TAG_BMP_STRING, KEL_FORM_BMP, 0, sizeof(KelBmpString)),
     CHARS(Universal, KEL_TAG_UNIVERSAL_STRING, KEL_FORM_UNIVERSAL, 0, sizeof(KelUniversalString)),
+    [Oid] = { .name = "Oid", .kind = KEL_KIND_OID, .tagCount = 1, .tags = { KEL_TAG(0, 0, 6) },
+              .form = KEL_FORM_OID_ENCODED, .size = sizeof(KelOidEncoded) },
+    [RelOid] = { .name = "RelOid", .kind = KEL_KIND_RELATIVE_OID, .tagCount = 1,
+                 .tags = { KEL_TAG(0, 0, 13) }, .form = KEL_FORM_OID_ENCODED,
+                 .size = sizeof(KelOidEncoded) },
+    [Real] = { .name = "Real", .kind = KEL_KIND_REAL, .tagCount = 1, .tags = { KEL_TAG(0, 0, 9) },
+               .form = KEL_FORM_REAL_MIXED, .size = sizeof(KelMixedReal) },
+    [Utc] = { .name = "Utc", .kind = KEL_KIND_UTC_TIME, .tagCount = 1, .tags = { KEL_TAG(0, 0, 23) },
+              .form = KEL_FORM_TIME_TEXT, .size = sizeof(char *) },
+    [Gen] = { .name = "Gen", .kind = KEL_KIND_GENERALIZED_TIME, .tagCount = 1,
+              .tags = { KEL_TAG(0, 0, 24) }, .form = KEL_FORM_TIME_STRUCT,
+              .size = sizeof(KelTimeStruct) },
+    SEQUENCE(SeqOpt, SeqOptValue, seqOpt, 0),
+    [SeqEmpty] = { .name = "SeqEmpty", .kind = KEL_KIND_SEQUENCE, .tagCount = 1,
+                   .tags = { UNIVERSAL_CONSTRUCTED(16) }, .size = sizeof(SeqEmptyValue) },
+    SEQUENCE(SeqExt, SeqExtValue, seqExt, EXT),
+    SEQUENCE(SeqExtGroup, SeqExtGroupValue, seqExtGroup, EXT),
+    SET(SetMany, SetManyValue, setMany),
+    SET(SetOrder, SetOrderValue, setOrder),
+    SEQUENCE_OF(SeqOfInt, intElement),
+    SET_OF(SetOfInt, intElement),
+    SET_OF(SetOfOctets, octetsElement),
+    SEQUENCE_OF(SeqOfSize, ia5Element),
+    SEQUENCE_OF(SeqOfSizeExt, boolElement),
+    SEQUENCE_OF(SeqOfFixed, u8Element),
+    SEQUENCE_OF(SeqOfSeq, seqOptElement),
+    CHOICE(Choice, ChoiceValue, choice, 0),
+    CHOICE(ChoiceExt, ChoiceExtValue, choiceExt, EXT),
+    SEQUENCE(Nest, NestValue, nest, 0),
+    INTEGER(U16, 2, LO | HI, 0, 65535),
 };
 
 /* PDU numbers follow the module's order, from 1. */
@@ -115,7 +303,11 @@ static const KelPduDesc pdus[] = {
     PDU(Octets4), PDU(Octets0to10), PDU(Ia5), PDU(Ia5Size), PDU(Ia5SizeExt), PDU(Ia5Alpha),
     PDU(Ia5Both), PDU(Visible), PDU(VisibleFixed), PDU(VisibleAlpha), PDU(VisibleBoth), PDU(Numeric),
     PDU(NumericFixed), PDU(NumericAlpha), PDU(NumericBoth), PDU(Printable), PDU(PrintableSize),
-    PDU(PrintableAlpha), PDU(PrintableBoth), PDU(Utf8), PDU(Bmp), PDU(Universal),
+    PDU(PrintableAlpha), PDU(PrintableBoth), PDU(Utf8), PDU(Bmp), PDU(Universal), PDU(Oid),
+    PDU(RelOid), PDU(Real), PDU(Utc), PDU(Gen), PDU(SeqOpt), PDU(SeqEmpty), PDU(SeqExt),
+    PDU(SeqExtGroup), PDU(SetMany), PDU(SetOrder), PDU(SeqOfInt), PDU(SetOfInt), PDU(SetOfOctets),
+    PDU(SeqOfSize), PDU(SeqOfSizeExt), PDU(SeqOfFixed), PDU(SeqOfSeq), PDU(Choice), PDU(ChoiceExt),
+    PDU(Nest),
 };
 
 const KelCodeFile kel_typeszoo_codefile = {

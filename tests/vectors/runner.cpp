@@ -9,9 +9,12 @@
 // compare the value (BER); all of it once in library memory and once in a
 // caller's buffer.  Prints one line per failed check, then the totals.
 #include <algorithm>
+#include <cctype>
+#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <fstream>
@@ -361,10 +364,362 @@ bool store_integer(const KelTypeDesc *type, uint8_t *field, const Json &json) {
     return true;
 }
 
-// Builds the memory form of `json` into `record`; false if the value has no
-// place in this form (the check is then skipped).
-bool build_value(const KelTypeDesc *type, const Json &json, void *record, Pieces &pieces) {
-    uint8_t *field = static_cast<uint8_t *>(record) + type->offset;
+// ---- object identifiers --------------------------------------------------
+
+// Decimal digits divided by `d`; the remainder goes to `rest`.
+std::string divide(const std::string &digits, unsigned d, unsigned &rest) {
+    std::string out;
+    rest = 0;
+    for (char c : digits) {
+        rest = rest * 10 + unsigned(c - '0');
+        if (!out.empty() || rest / d)
+            out += char('0' + rest / d);
+        rest %= d;
+    }
+    return out.empty() ? "0" : out;
+}
+
+std::string add_small(const std::string &digits, unsigned add) {
+    std::string out = digits;
+    for (size_t i = out.size(); add && i-- > 0;) {
+        add += unsigned(out[i] - '0');
+        out[i] = char('0' + add % 10);
+        add /= 10;
+    }
+    return add ? std::to_string(add) + out : out;
+}
+
+// One arc in base 128, high bit on all octets but the last.
+void put_arc(Bytes &out, std::string digits) {
+    Bytes groups;
+    do {
+        unsigned rest;
+        digits = divide(digits, 128, rest);
+        groups.push_back(static_cast<uint8_t>(rest));
+    } while (digits != "0");
+    for (size_t i = groups.size(); i-- > 0;)
+        out.push_back(static_cast<uint8_t>(groups[i] | (i ? 0x80 : 0)));
+}
+
+std::vector<std::string> split_arcs(const std::string &dotted) {
+    std::vector<std::string> arcs;
+    std::stringstream in(dotted);
+    std::string arc;
+    while (std::getline(in, arc, '.'))
+        arcs.push_back(arc);
+    return arcs;
+}
+
+// Contents octets of a dotted OID (relative: every arc on its own).
+bool oid_contents(const std::string &dotted, bool relative, Bytes &out) {
+    std::vector<std::string> arcs = split_arcs(dotted);
+    if (arcs.empty() || (!relative && (arcs.size() < 2 || arcs[0].size() != 1 || arcs[0][0] > '2')))
+        return false;
+    size_t i = 0;
+    if (!relative) {
+        put_arc(out, add_small(arcs[1], 40u * unsigned(arcs[0][0] - '0')));
+        i = 2;
+    }
+    for (; i < arcs.size(); i++)
+        put_arc(out, arcs[i]);
+    return true;
+}
+
+bool build_oid(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
+    if (!json.is_string())
+        return false;
+    const std::string dotted = json.get<std::string>();
+    if (type->form == KEL_FORM_OID_ARCS) {
+        std::vector<uint32_t> arcs;
+        for (const std::string &arc : split_arcs(dotted)) {
+            if (arc.size() > 10 || std::stoull(arc) > UINT32_MAX)
+                return false;
+            arcs.push_back(static_cast<uint32_t>(std::stoull(arc)));
+        }
+        KelOidUnbounded oid{static_cast<uint16_t>(arcs.size()), pieces.copy(arcs)};
+        std::memcpy(field, &oid, sizeof oid);
+        return true;
+    }
+    Bytes octets;
+    if (!oid_contents(dotted, type->kind == KEL_KIND_RELATIVE_OID, octets))
+        return false;
+    KelOidEncoded oid{static_cast<uint32_t>(octets.size()), pieces.copy(octets)};
+    std::memcpy(field, &oid, sizeof oid);
+    return true;
+}
+
+// ---- huge integers -------------------------------------------------------
+
+// JSON numbers beyond 64 bits lose digits in the parser, so the lines are
+// read with such numbers turned into strings with this prefix.
+const std::string kBigPrefix = "#big:";
+
+bool beyond_64_bits(const std::string &digits, bool negative) {
+    const std::string limit = negative ? "9223372036854775808" : "18446744073709551615";
+    return digits.size() > limit.size() || (digits.size() == limit.size() && digits > limit);
+}
+
+std::string quote_big_integers(const std::string &line) {
+    std::string out;
+    bool inString = false;
+    for (size_t i = 0; i < line.size(); i++) {
+        const char c = line[i];
+        if (inString) {
+            out += c;
+            if (c == '\\' && i + 1 < line.size())
+                out += line[++i];
+            else if (c == '"')
+                inString = false;
+            continue;
+        }
+        size_t end = i + (c == '-');
+        while (end < line.size() && std::isdigit(static_cast<unsigned char>(line[end])))
+            end++;
+        const bool integral = end == line.size() || (line[end] != '.' && line[end] != 'e' && line[end] != 'E');
+        if (integral && beyond_64_bits(line.substr(i + (c == '-'), end - i - (c == '-')), c == '-')) {
+            out += '"' + kBigPrefix + line.substr(i, end - i) + '"';
+            i = end - 1;
+            continue;
+        }
+        inString = c == '"';
+        out += c;
+    }
+    return out;
+}
+
+// A decimal integer as minimal big-endian two's complement octets.
+bool build_huge(const Json &json, uint8_t *field, Pieces &pieces) {
+    std::string digits;
+    if (json.is_number_integer())
+        digits = json.is_number_unsigned() ? std::to_string(json.get<uint64_t>()) : std::to_string(json.get<int64_t>());
+    else if (json.is_string() && json.get<std::string>().rfind(kBigPrefix, 0) == 0)
+        digits = json.get<std::string>().substr(kBigPrefix.size());
+    else
+        return false;
+    const bool negative = digits[0] == '-';
+    if (negative)
+        digits.erase(0, 1);
+    Bytes octets; // little-endian magnitude
+    do {
+        unsigned rest;
+        digits = divide(digits, 256, rest);
+        octets.push_back(static_cast<uint8_t>(rest));
+    } while (digits != "0");
+    if (negative) { // two's complement: invert and add one
+        unsigned carry = 1;
+        for (uint8_t &o : octets) {
+            carry += static_cast<uint8_t>(~o);
+            o = static_cast<uint8_t>(carry);
+            carry >>= 8;
+        }
+    }
+    const uint8_t sign = negative ? 0xFF : 0x00;
+    if ((octets.back() & 0x80) != (sign & 0x80))
+        octets.push_back(sign);
+    while (octets.size() > 1 && octets.back() == sign && (octets[octets.size() - 2] & 0x80) == (sign & 0x80))
+        octets.pop_back();
+    std::reverse(octets.begin(), octets.end());
+    KelHugeInt huge{static_cast<uint32_t>(octets.size()), pieces.copy(octets)};
+    std::memcpy(field, &huge, sizeof huge);
+    return true;
+}
+
+// ---- REAL and times ------------------------------------------------------
+
+bool build_real(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
+    KelMixedReal real{};
+    if (json.is_number()) {
+        real.u.value = json.get<double>();
+    } else if (json.is_string()) {
+        const std::string name = json.get<std::string>();
+        // Infinity has no form in memory: the largest finite value stands for it.
+        if (name == "INF" || name == "-INF")
+            real.u.value = name[0] == '-' ? -DBL_MAX : DBL_MAX;
+        else if (name == "-0")
+            real.u.value = -0.0;
+        else
+            return false;
+    } else if (json.is_object() && json.value("base", 0) == 10 && type->form == KEL_FORM_REAL_MIXED) {
+        const std::string text = std::to_string(json["mantissa"].get<int64_t>()) + "E" +
+                                 std::to_string(json["exponent"].get<int64_t>());
+        real.kind = 1;
+        real.u.text = reinterpret_cast<char *>(pieces.copy(std::vector<char>(text.c_str(), text.c_str() + text.size() + 1)));
+    } else {
+        return false;
+    }
+    if (type->form == KEL_FORM_REAL_MIXED)
+        std::memcpy(field, &real, sizeof real);
+    else
+        std::memcpy(field, &real.u.value, sizeof(double));
+    return true;
+}
+
+double real_value(const KelTypeDesc *type, const uint8_t *field) {
+    KelMixedReal real{};
+    if (type->form != KEL_FORM_REAL_MIXED) {
+        std::memcpy(&real.u.value, field, sizeof(double));
+        return real.u.value;
+    }
+    std::memcpy(&real, field, sizeof real);
+    return real.kind ? std::strtod(real.u.text, nullptr) : real.u.value;
+}
+
+// GeneralizedTime or UTCTime text into a KelTimeStruct; false where the
+// record can't hold it (a fraction finer than milliseconds).
+bool parse_time(const std::string &text, bool utc, KelTimeStruct &t) {
+    size_t at = 0;
+    auto digits = [&](size_t n, int16_t &out) {
+        if (at + n > text.size())
+            return false;
+        int v = 0;
+        for (size_t i = 0; i < n; i++) {
+            if (!std::isdigit(static_cast<unsigned char>(text[at + i])))
+                return false;
+            v = v * 10 + (text[at + i] - '0');
+        }
+        out = static_cast<int16_t>(v);
+        at += n;
+        return true;
+    };
+    t = KelTimeStruct{};
+    if (!digits(utc ? 2 : 4, t.year) || !digits(2, t.month) || !digits(2, t.day) || !digits(2, t.hour) ||
+        !digits(2, t.minute))
+        return false;
+    if (at < text.size() && std::isdigit(static_cast<unsigned char>(text[at])) && !digits(2, t.second))
+        return false;
+    if (at < text.size() && (text[at] == '.' || text[at] == ',')) {
+        size_t end = ++at;
+        while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])))
+            end++;
+        std::string fraction = text.substr(at, end - at);
+        if (fraction.find_first_not_of('0', 3) != std::string::npos && fraction.size() > 3)
+            return false;
+        fraction.resize(3, '0');
+        t.millisec = static_cast<int16_t>(std::stoi(fraction));
+        at = end;
+    }
+    if (at < text.size() && text[at] == 'Z') {
+        t.utc = 1;
+        at++;
+    } else if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+        const int sign = text[at++] == '-' ? -1 : 1;
+        int16_t hours, minutes;
+        if (!digits(2, hours) || !digits(2, minutes))
+            return false;
+        t.mindiff = static_cast<int16_t>(sign * (hours * 60 + minutes));
+    }
+    return at == text.size();
+}
+
+bool times_equal(const KelTimeStruct &a, const KelTimeStruct &b) {
+    return a.year == b.year && a.month == b.month && a.day == b.day && a.hour == b.hour &&
+           a.minute == b.minute && a.second == b.second && a.millisec == b.millisec &&
+           a.mindiff == b.mindiff && a.utc == b.utc;
+}
+
+bool build_time(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
+    if (!json.is_string())
+        return false;
+    const std::string text = json.get<std::string>();
+    if (type->form == KEL_FORM_TIME_TEXT) {
+        store_ptr(field, pieces.copy(std::vector<char>(text.c_str(), text.c_str() + text.size() + 1)));
+        return true;
+    }
+    KelTimeStruct t;
+    if (!parse_time(text, type->kind == KEL_KIND_UTC_TIME, t))
+        return false;
+    std::memcpy(field, &t, sizeof t);
+    return true;
+}
+
+// ---- structures ------------------------------------------------------------
+
+// The record a value lies in, for the open types that a sibling selects.
+struct Enclosing {
+    const KelTypeDesc *type = nullptr;
+    const uint8_t *record = nullptr;
+};
+
+bool build_field(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces,
+                 const Enclosing &enclosing);
+
+uint32_t load_presence(const uint8_t *record) { return load_u32(record); }
+
+bool component_present(const KelComponent &c, const uint8_t *record) {
+    if (c.flags & KEL_COMP_POINTER)
+        return load_ptr(record + c.offset) != nullptr;
+    return !c.presenceBit || (load_presence(record) >> (c.presenceBit - 1) & 1);
+}
+
+const uint8_t *component_value(const KelComponent &c, const uint8_t *record) {
+    return c.flags & KEL_COMP_POINTER ? load_ptr(record + c.offset) : record + c.offset;
+}
+
+bool build_component(const KelComponent &c, const Json &json, uint8_t *record, Pieces &pieces,
+                     const Enclosing &enclosing) {
+    uint8_t *field = record + c.offset;
+    if (c.flags & KEL_COMP_POINTER) {
+        uint8_t *value = pieces.take(c.type->size);
+        std::memset(value, 0, c.type->size);
+        store_ptr(field, value);
+        field = value;
+    }
+    if (c.presenceBit)
+        store_u32(record, load_presence(record) | 1u << (c.presenceBit - 1));
+    return build_field(c.type, json, field, pieces, enclosing);
+}
+
+bool build_members(const KelTypeDesc *type, const Json &json, uint8_t *record, Pieces &pieces) {
+    if (!json.is_object())
+        return false;
+    size_t used = 0;
+    for (uint32_t i = 0; i < type->componentCount; i++) {
+        const KelComponent &c = type->components[i];
+        if (json.contains(c.name)) {
+            used++;
+            if (!build_component(c, json[c.name], record, pieces, Enclosing{type, record}))
+                return false;
+        } else if (c.flags & KEL_COMP_DEFAULT) {
+            std::memcpy(record + c.offset, c.defaultValue, c.type->size);
+        } else if (!(c.flags & (KEL_COMP_OPTIONAL | KEL_COMP_EXTENSION | KEL_COMP_POINTER))) {
+            return false;
+        }
+    }
+    return used == json.size();
+}
+
+bool key_equals(const KelTypeDesc *keyType, const uint8_t *key, const void *rowKey) {
+    if (keyType->kind == KEL_KIND_OID || keyType->kind == KEL_KIND_RELATIVE_OID) {
+        KelOidEncoded a, b;
+        std::memcpy(&a, key, sizeof a);
+        std::memcpy(&b, rowKey, sizeof b);
+        return a.length == b.length && std::memcmp(a.value, b.value, a.length) == 0;
+    }
+    return std::memcmp(key, rowKey, keyType->size) == 0;
+}
+
+bool build_open(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces,
+                const Enclosing &enclosing) {
+    if (!enclosing.type)
+        return false;
+    const KelComponent &key = enclosing.type->components[type->lower];
+    for (uint32_t i = 0; i < type->componentCount; i++) {
+        const KelComponent &row = type->components[i];
+        if (!key_equals(key.type, enclosing.record + key.offset, row.defaultValue))
+            continue;
+        KelOpenType open{};
+        uint8_t *value = pieces.take(row.type->size);
+        std::memset(value, 0, row.type->size);
+        open.pduNum = static_cast<int32_t>(i) + 1;
+        open.decoded = value;
+        std::memcpy(field, &open, sizeof open);
+        return build_field(row.type, json, value, pieces, Enclosing{});
+    }
+    return false; // a key outside the table: the value is only known as JSON
+}
+
+bool build_field(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces,
+                 const Enclosing &enclosing) {
     switch (type->kind) {
     case KEL_KIND_BIT_STRING:
     case KEL_KIND_OCTET_STRING:
@@ -379,6 +734,8 @@ bool build_value(const KelTypeDesc *type, const Json &json, void *record, Pieces
         return json.is_null();
     case KEL_KIND_INTEGER:
     case KEL_KIND_ENUMERATED:
+        if (type->form == KEL_FORM_HUGE)
+            return build_huge(json, field, pieces);
         if (json.is_string()) {
             for (uint32_t i = 0; i < type->nameCount; i++)
                 if (json.get<std::string>() == type->names[i].name)
@@ -386,17 +743,151 @@ bool build_value(const KelTypeDesc *type, const Json &json, void *record, Pieces
             return false; // a name not in the table
         }
         return store_integer(type, field, json);
+    case KEL_KIND_OID:
+    case KEL_KIND_RELATIVE_OID:
+        return build_oid(type, json, field, pieces);
+    case KEL_KIND_REAL:
+        return build_real(type, json, field, pieces);
+    case KEL_KIND_UTC_TIME:
+    case KEL_KIND_GENERALIZED_TIME:
+        return build_time(type, json, field, pieces);
+    case KEL_KIND_SEQUENCE:
+    case KEL_KIND_SET:
+        return build_members(type, json, field, pieces);
+    case KEL_KIND_SEQUENCE_OF:
+    case KEL_KIND_SET_OF: {
+        if (!json.is_array())
+            return false;
+        const KelComponent &element = type->components[0];
+        const size_t size = element.type->size;
+        uint8_t *elements = json.empty() ? nullptr : pieces.take(json.size() * size);
+        if (elements)
+            std::memset(elements, 0, json.size() * size);
+        KelSequenceOf list{static_cast<uint32_t>(json.size()), elements};
+        std::memcpy(field, &list, sizeof list);
+        for (size_t i = 0; i < json.size(); i++)
+            if (!build_component(element, json[i], elements + i * size, pieces, Enclosing{}))
+                return false;
+        return true;
+    }
+    case KEL_KIND_CHOICE:
+        if (!json.is_object() || json.size() != 1)
+            return false;
+        for (uint32_t i = 0; i < type->componentCount; i++) {
+            if (json.begin().key() != type->components[i].name)
+                continue;
+            store_u32(field, i + 1);
+            return build_component(type->components[i], json.begin().value(), field, pieces, Enclosing{});
+        }
+        return false;
+    case KEL_KIND_OPEN_TYPE:
+        return build_open(type, json, field, pieces, enclosing);
     default:
         return false;
     }
 }
 
+// Builds the memory form of `json` into `record`; false if the value has no
+// place in this form (the check is then skipped).
+bool build_value(const KelTypeDesc *type, const Json &json, void *record, Pieces &pieces) {
+    return build_field(type, json, static_cast<uint8_t *>(record) + type->offset, pieces, Enclosing{});
+}
+
+bool fields_equal(const KelTypeDesc *type, const uint8_t *a, const uint8_t *b) {
+    if (type->form == KEL_FORM_HUGE) {
+        KelHugeInt x, y;
+        std::memcpy(&x, a, sizeof x);
+        std::memcpy(&y, b, sizeof y);
+        return x.length == y.length && std::memcmp(x.value, y.value, x.length) == 0;
+    }
+    switch (type->kind) {
+    case KEL_KIND_BIT_STRING:
+    case KEL_KIND_OCTET_STRING:
+    case KEL_KIND_CHAR_STRING:
+        return strings_equal(type, a, b);
+    case KEL_KIND_OID:
+    case KEL_KIND_RELATIVE_OID: {
+        if (type->form == KEL_FORM_OID_ARCS) {
+            KelOidUnbounded x, y;
+            std::memcpy(&x, a, sizeof x);
+            std::memcpy(&y, b, sizeof y);
+            return x.count == y.count && (!x.count || std::memcmp(x.value, y.value, x.count * 4u) == 0);
+        }
+        return key_equals(type, a, b);
+    }
+    case KEL_KIND_REAL:
+        return real_value(type, a) == real_value(type, b);
+    case KEL_KIND_UTC_TIME:
+    case KEL_KIND_GENERALIZED_TIME: {
+        if (type->form == KEL_FORM_TIME_TEXT)
+            return std::strcmp(reinterpret_cast<const char *>(load_ptr(a)),
+                               reinterpret_cast<const char *>(load_ptr(b))) == 0;
+        KelTimeStruct x, y;
+        std::memcpy(&x, a, sizeof x);
+        std::memcpy(&y, b, sizeof y);
+        return times_equal(x, y);
+    }
+    case KEL_KIND_SEQUENCE:
+    case KEL_KIND_SET:
+        for (uint32_t i = 0; i < type->componentCount; i++) {
+            const KelComponent &c = type->components[i];
+            // An absent DEFAULT component holds its default: compare values.
+            if (!(c.flags & KEL_COMP_DEFAULT) && component_present(c, a) != component_present(c, b))
+                return false;
+            if (component_present(c, a) || (c.flags & KEL_COMP_DEFAULT))
+                if (!fields_equal(c.type, component_value(c, a), component_value(c, b)))
+                    return false;
+        }
+        return true;
+    case KEL_KIND_SEQUENCE_OF:
+    case KEL_KIND_SET_OF: {
+        KelSequenceOf x, y;
+        std::memcpy(&x, a, sizeof x);
+        std::memcpy(&y, b, sizeof y);
+        const KelTypeDesc *element = type->components[0].type;
+        const auto at = [element](const KelSequenceOf &list, uint32_t i) {
+            return static_cast<const uint8_t *>(list.elements) + i * element->size;
+        };
+        if (x.count != y.count)
+            return false;
+        // A SET OF has no order: each element matches one not matched yet.
+        std::vector<bool> matched(y.count);
+        for (uint32_t i = 0; i < x.count; i++) {
+            uint32_t j = type->kind == KEL_KIND_SET_OF ? 0 : i;
+            while (j < y.count && (matched[j] || !fields_equal(element, at(x, i), at(y, j))))
+                j = type->kind == KEL_KIND_SET_OF ? j + 1 : y.count;
+            if (j >= y.count)
+                return false;
+            matched[j] = true;
+        }
+        return true;
+    }
+    case KEL_KIND_CHOICE: {
+        const uint32_t selector = load_u32(a);
+        if (selector != load_u32(b) || selector < 1 || selector > type->componentCount)
+            return false;
+        const KelComponent &c = type->components[selector - 1];
+        return fields_equal(c.type, a + c.offset, b + c.offset);
+    }
+    case KEL_KIND_OPEN_TYPE: {
+        KelOpenType x, y;
+        std::memcpy(&x, a, sizeof x);
+        std::memcpy(&y, b, sizeof y);
+        if (x.pduNum != y.pduNum || !x.decoded != !y.decoded)
+            return false;
+        if (x.decoded)
+            return fields_equal(type->components[x.pduNum - 1].type, static_cast<const uint8_t *>(x.decoded),
+                                static_cast<const uint8_t *>(y.decoded));
+        return x.length == y.length && std::memcmp(x.encoded, y.encoded, x.length) == 0;
+    }
+    default:
+        return std::memcmp(a, b, value_octets(type)) == 0;
+    }
+}
+
 bool values_equal(const KelTypeDesc *type, const void *a, const void *b) {
-    if (type->kind >= KEL_KIND_BIT_STRING)
-        return strings_equal(type, static_cast<const uint8_t *>(a) + type->offset,
-                             static_cast<const uint8_t *>(b) + type->offset);
-    return std::memcmp(static_cast<const uint8_t *>(a) + type->offset,
-                       static_cast<const uint8_t *>(b) + type->offset, value_octets(type)) == 0;
+    return fields_equal(type, static_cast<const uint8_t *>(a) + type->offset,
+                        static_cast<const uint8_t *>(b) + type->offset);
 }
 
 // ---------------------------------------------------------------------------
@@ -417,10 +908,16 @@ class Check {
         : world_(world), pdu_(pdu), type_(type), expected_(expected) {}
 
     // Empty when the check passed, else what failed.
-    std::string run(const Rule &rule, const Bytes &encoding) {
+    std::string run(const Rule &rule, const Bytes &encoding, bool decodeOnly = false) {
         if (int code = kelSetEncodingRules(world_, rule.number))
             return "kelSetEncodingRules: code " + std::to_string(code);
         for (bool caller : {false, true}) {
+            if (decodeOnly) {
+                std::string failure = decode_and_compare(encoding, caller);
+                if (!failure.empty())
+                    return "decode: " + failure;
+                continue;
+            }
             const char *memory = caller ? " (caller's buffer)" : " (library memory)";
             std::string failure = decode_and_compare(encoding, caller);
             if (!failure.empty())
@@ -509,34 +1006,55 @@ class Runner {
         std::string line;
         while (std::getline(in, line))
             if (!line.empty())
-                run_case(Json::parse(line));
+                run_case(Json::parse(quote_big_integers(line)));
         return true;
     }
 
     const Totals &totals() const { return totals_; }
+    const std::map<std::string, Totals> &by_rule() const { return byRule_; }
 
   private:
-    // Encodings of the corpus that break X.690 itself: the library refuses
-    // them as it must, so they are reported and counted as skipped.
+    // Encodings of the corpus that break X.690 itself, or stand for another
+    // value than the case's: reported and counted as skipped.  Where the
+    // library reads them to the case's value (`decodes`), that decode is
+    // still checked.
     struct Disagreement {
         const char *module, *id, *rule, *reason;
+        bool decodes;
     };
+    static constexpr const char *kCerSetOrder = "SET components not in canonical tag order (X.690 9.3)";
     static constexpr Disagreement kDisagreements[] = {
-        {"TypesZoo", "int-m128", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
-        {"TypesZoo", "int-m2147483648", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+        {"TypesZoo", "int-m128", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)", false},
+        {"TypesZoo", "int-m2147483648", "cer", "INTEGER with a redundant leading FF octet (X.690 8.3.2)", false},
         {"TypesZoo", "int-m9223372036854775808", "cer",
-         "INTEGER with a redundant leading FF octet (X.690 8.3.2)"},
+         "INTEGER with a redundant leading FF octet (X.690 8.3.2)", false},
         {"TypesZoo", "bits-16384", "cer",
-         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)"},
+         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)", false},
         {"TypesZoo", "bits-16392", "cer",
-         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)"},
+         "BIT STRING segments of 1001 contents octets; at most 1000, unused-bits octet included (X.690 9.2)", false},
         {"TypesZoo", "namedbits-trailing-zeros", "cer",
-         "named-bit BIT STRING keeps trailing 0 bits, which CER drops (X.690 11.2.2)"},
+         "named-bit BIT STRING keeps trailing 0 bits, which CER drops (X.690 11.2.2)", false},
+        {"TypesZoo", "real-minus-zero", "der", "REAL minus zero written as 0; it is the octet 43 (X.690 8.5.3)", true},
+        {"TypesZoo", "real-minus-zero", "cer", "REAL minus zero written as 0; it is the octet 43 (X.690 8.5.3)", true},
+        {"TypesZoo", "gen-local", "der",
+         "a local GeneralizedTime given a Z: another value; DER can't carry a local time (X.690 11.7.1)", false},
+        {"TypesZoo", "gen-offset", "der",
+         "the DER octets are the time converted to UTC, another value of the type than the case's", false},
+        {"TagsExplicit", "setchoice-s", "der",
+         "SET ordered by the chosen alternative's tag; DER orders an untagged CHOICE by its smallest tag "
+         "(X.690 10.3)", true},
+        {"OpenTypes", "envelope-seq", "cer",
+         "a SEQUENCE inside the open type with a definite length; CER constructed encodings are indefinite "
+         "(X.690 9.1)", true},
+        {"PersonnelA1", "x691-sample", "cer", kCerSetOrder, true},
+        {"PersonnelA2", "x691-sample", "cer", kCerSetOrder, true},
+        {"PersonnelA3", "x691-sample", "cer", kCerSetOrder, true},
+        {"PersonnelA3", "outside-roots", "cer", kCerSetOrder, true},
     };
-    static const char *disagreement(const Json &c, const std::string &rule) {
+    static const Disagreement *disagreement(const Json &c, const std::string &rule) {
         for (const Disagreement &d : kDisagreements)
             if (c["module"] == d.module && c["id"] == d.id && rule == d.rule)
-                return d.reason;
+                return &d;
         return nullptr;
     }
 
@@ -550,6 +1068,9 @@ class Runner {
         Pieces pieces;
         const bool buildable = type && build_value(type, c["value"], expected.data(), pieces);
         KelGlobal *world = buildable ? world_of(file) : nullptr;
+        if (!buildable)
+            std::fprintf(stderr, "%s: skipped, %s\n", label.c_str(),
+                         type ? "the value has no place in the memory form" : "no code file has the type");
 
         for (auto &[name, encoding] : c["enc"].items()) {
             if (!rules_.count(name))
@@ -557,20 +1078,25 @@ class Runner {
             const Rule *rule = find_rule(name);
             if (!rule || !world || !supports(file, *rule)) {
                 totals_.skipped++;
+                byRule_[name].skipped++;
                 continue;
             }
-            if (const char *reason = disagreement(c, name)) {
-                std::fprintf(stderr, "%s %s: skipped, the vector is wrong: %s\n", label.c_str(), name.c_str(),
-                             reason);
+            const Disagreement *wrong = disagreement(c, name);
+            std::string failure = wrong && !wrong->decodes
+                                      ? ""
+                                      : Check(world, pdu, type, expected.data())
+                                            .run(*rule, from_hex(encoding.get<std::string>()), wrong != nullptr);
+            if (wrong && failure.empty()) {
+                std::fprintf(stderr, "%s %s: skipped, the vector is wrong: %s%s\n", label.c_str(), name.c_str(),
+                             wrong->reason, wrong->decodes ? " (its decoding checked)" : "");
                 totals_.skipped++;
-                continue;
-            }
-            std::string failure = Check(world, pdu, type, expected.data())
-                                      .run(*rule, from_hex(encoding.get<std::string>()));
-            if (failure.empty()) {
+                byRule_[name].skipped++;
+            } else if (failure.empty()) {
                 totals_.passed++;
+                byRule_[name].passed++;
             } else {
                 totals_.failed++;
+                byRule_[name].failed++;
                 std::printf("%s %s: %s\n", label.c_str(), name.c_str(), failure.c_str());
             }
         }
@@ -585,6 +1111,8 @@ class Runner {
             std::fprintf(stderr, "kelvarn-vectors: kelinit for %s: code %d\n", file->module, code);
             delete world;
             world = nullptr;
+        } else {
+            kelSetSeqSetNestingLimit(world, 0); // the corpus nests values 70 levels and more
         }
         worlds_[file] = world;
         return world;
@@ -593,6 +1121,7 @@ class Runner {
     std::set<std::string> rules_;
     std::map<const KelCodeFile *, KelGlobal *> worlds_;
     Totals totals_;
+    std::map<std::string, Totals> byRule_;
 };
 
 std::set<std::string> parse_rules(const std::string &list) {
@@ -627,6 +1156,8 @@ int main(int argc, char **argv) {
     for (int i = first; i < argc; i++)
         if (!runner.run_file(argv[i]))
             return 2;
+    for (const auto &[rule, r] : runner.by_rule())
+        std::printf("%s: %ld passed, %ld failed, %ld skipped\n", rule.c_str(), r.passed, r.failed, r.skipped);
     const Totals &t = runner.totals();
     std::printf("%ld passed, %ld failed, %ld skipped\n", t.passed, t.failed, t.skipped);
     return t.failed ? 1 : 0;

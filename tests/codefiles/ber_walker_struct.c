@@ -1,0 +1,631 @@
+/*
+ * ber_walker_struct.c - the BER family walker over structures (SEQUENCE,
+ * SET, SEQUENCE OF, SET OF, CHOICE, open types) and over the tags around
+ * any type; and the generated entries (encode, decode, free) of every
+ * table-driven code file.
+ *
+ * A value's tags are its component's tag applied to its type's tags: an
+ * implicit tag replaces the outermost one, an explicit tag stands before
+ * them.  All tags but the innermost are explicit wrappers; a CHOICE or an
+ * open type has no tag of its own, so all of its tags are wrappers.  Under
+ * CER every constructed header has the indefinite length.
+ *
+ * SET components go out in canonical tag order under DER and CER, in the
+ * order of the type under BER; SET OF elements are sorted by their
+ * encodings through the library's blocks.  A DEFAULT component equal to its
+ * default is left out under DER and CER.  Decoding takes SET components in
+ * any order, skips unknown extensions of extensible types, and fills absent
+ * DEFAULT components with their default.  Each structure entered counts
+ * against the world's nesting limit.
+ */
+#include <string.h>
+
+#include "ber_walker.h"
+
+/* Messages raised here. */
+enum {
+    MSG_PDU_RANGE = 3,
+    MSG_CHOICE_SELECTOR = 7,
+    MSG_BAD_EOC = 100,
+    MSG_INCONSISTENT = 102,
+    MSG_UNKNOWN_TAG = 115,
+    MSG_REPEATED = 116,
+    MSG_OMITTED = 117,
+    MSG_EXPECTED_EOC = 118,
+    MSG_INDEFINITE_DER = 134,
+    MSG_NESTING = 182
+};
+
+/* State of one encode or decode call. */
+typedef struct Walk {
+    KelGlobal *world;
+    uint32_t limit; /* structures that may nest; 0 for no limit */
+    uint32_t depth;
+} Walk;
+
+/* The tags of a value in its place, outermost first. */
+typedef struct Tags {
+    KelTag tag[KEL_MAX_TAGS];
+    int count;
+} Tags;
+
+static int has_own_tag(const KelTypeDesc *type)
+{
+    return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
+}
+
+static Tags tags_of(const KelComponent *c)
+{
+    Tags t;
+    int i = 0;
+    t.count = 0;
+    if (c->tagging != KEL_TAGGING_NONE) {
+        t.tag[t.count++] = c->tag;
+        i = c->tagging == KEL_TAGGING_IMPLICIT;
+    }
+    for (; i < c->type->tagCount; i++)
+        t.tag[t.count++] = c->type->tags[i];
+    return t;
+}
+
+static int is_present(const KelComponent *c, const unsigned char *record)
+{
+    if (c->flags & KEL_COMP_POINTER)
+        return *(void *const *)(const void *)(record + c->offset) != NULL;
+    return !c->presenceBit || (*(const uint32_t *)(const void *)record >> (c->presenceBit - 1) & 1u);
+}
+
+static unsigned char *value_of(const KelComponent *c, unsigned char *record)
+{
+    unsigned char *field = record + c->offset;
+    return c->flags & KEL_COMP_POINTER ? *(unsigned char **)(void *)field : field;
+}
+
+static void enter(Walk *w)
+{
+    if (++w->depth > w->limit && w->limit)
+        _kel_enc_error(w->world, MSG_NESTING, 0);
+}
+
+/* ------------------------------------------------------------------------ */
+/* Encoder                                                                   */
+/* ------------------------------------------------------------------------ */
+
+static int32_t encode_value(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                            const KelTag *tags, int count, unsigned char *field);
+
+static int32_t encode_component(Walk *w, unsigned char **pos, int32_t *rem, const KelComponent *c,
+                                unsigned char *record)
+{
+    Tags t = tags_of(c);
+    return encode_value(w, pos, rem, c->type, t.tag, t.count, value_of(c, record));
+}
+
+/* Under DER and CER a component equal to its DEFAULT is left out. */
+static int omitted(const Walk *w, const KelComponent *c, unsigned char *record)
+{
+    if (!is_present(c, record))
+        return 1;
+    return (c->flags & KEL_COMP_DEFAULT) && w->world->encRules != KEL_BER &&
+           memcmp(record + c->offset, c->defaultValue, c->type->size) == 0;
+}
+
+/* The tag by which a component is ordered in a SET: its outermost, or for
+ * an untagged CHOICE the smallest of its alternatives'. */
+static uint16_t canonical_tag(const KelComponent *c)
+{
+    Tags t = tags_of(c);
+    uint16_t least = 0xFFFF, tag;
+    uint32_t i;
+    if (t.count)
+        return t.tag[0].classNumber;
+    for (i = 0; i < c->type->componentCount; i++)
+        if ((tag = canonical_tag(&c->type->components[i])) < least)
+            least = tag;
+    return least;
+}
+
+/* SET components go out under DER and CER in canonical order: written
+ * backward, the one with the greatest tag below the last written first. */
+static int32_t encode_members(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                              unsigned char *record)
+{
+    const uint32_t count = type->componentCount;
+    int32_t n = 0;
+    uint32_t i, below = 0x10000;
+
+    if (type->kind == KEL_KIND_SET && w->world->encRules != KEL_BER) {
+        for (;;) {
+            const KelComponent *next = NULL;
+            uint32_t greatest = 0, tag;
+            for (i = 0; i < count; i++) {
+                tag = canonical_tag(&type->components[i]);
+                if (tag < below && (!next || tag > greatest)) {
+                    next = &type->components[i];
+                    greatest = tag;
+                }
+            }
+            if (!next)
+                return n;
+            if (!omitted(w, next, record))
+                n += encode_component(w, pos, rem, next, record);
+            below = greatest;
+        }
+    }
+    for (i = count; i-- > 0;)
+        if (!omitted(w, &type->components[i], record))
+            n += encode_component(w, pos, rem, &type->components[i], record);
+    return n;
+}
+
+/* The library sorts blocks under DER; CER sorts SET OF elements by their
+ * encodings as well, so its blocks run with the rule set to DER. */
+enum { BLOCK_BEGIN, BLOCK_NEXT, BLOCK_END };
+
+static void block(KelGlobal *world, int step, uint32_t count, unsigned char **pos, int32_t *rem)
+{
+    const int32_t rules = world->encRules;
+    world->encRules = KEL_DER;
+    if (step == BLOCK_BEGIN)
+        _kel_beginBlock(world, count, pos, rem);
+    else if (step == BLOCK_NEXT)
+        _kel_nextItem(world, rem);
+    else
+        _kel_endBlock(world, pos, rem, 0);
+    world->encRules = rules;
+}
+
+static int32_t encode_elements(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                               unsigned char *field)
+{
+    const KelSequenceOf *list = (const KelSequenceOf *)(const void *)field;
+    const KelComponent *element = &type->components[0];
+    const int sorted = type->kind == KEL_KIND_SET_OF && w->world->encRules != KEL_BER;
+    unsigned char *elements = (unsigned char *)list->elements;
+    int32_t n = 0;
+    uint32_t i;
+
+    if (sorted)
+        block(w->world, BLOCK_BEGIN, list->count, pos, rem);
+    for (i = list->count; i-- > 0;) {
+        if (sorted)
+            block(w->world, BLOCK_NEXT, 0, pos, rem);
+        n += encode_component(w, pos, rem, element, elements + i * element->type->size);
+    }
+    if (sorted)
+        block(w->world, BLOCK_END, 0, pos, rem);
+    return n;
+}
+
+static int32_t encode_choice(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                             unsigned char *field)
+{
+    const uint32_t selector = *(const uint32_t *)(const void *)field;
+    if (selector < 1 || selector > type->componentCount)
+        _kel_enc_error(w->world, MSG_CHOICE_SELECTOR, selector);
+    return encode_component(w, pos, rem, &type->components[selector - 1], field);
+}
+
+/* An open type: the value of the row it selects, or the encoding kept. */
+static int32_t encode_open(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                           unsigned char *field)
+{
+    const KelOpenType *open = (const KelOpenType *)(const void *)field;
+    const KelTypeDesc *row;
+    if (!open->decoded || open->pduNum < 1 || (uint32_t)open->pduNum > type->componentCount)
+        return _kel_encd_opentype(w->world, pos, rem, open);
+    row = type->components[open->pduNum - 1].type;
+    return encode_value(w, pos, rem, row, row->tags, row->tagCount, (unsigned char *)open->decoded);
+}
+
+/* The header of constructed contents of `n` octets. */
+static int32_t close_constructed(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t n,
+                                 const KelTag *tag)
+{
+    if (world->encRules == KEL_CER)
+        return _kel_write_byte_d(world, pos, rem, 0x80) + _kel_encd_tag(world, pos, rem, tag->classNumber, 1);
+    return _kel_encd_tag_length(world, pos, rem, (uint32_t)n, tag->header);
+}
+
+/* The value's TLV under its own tag (none for CHOICE and open types). */
+static int32_t encode_inner(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                            const KelTag *tag, unsigned char *field)
+{
+    KelGlobal *world = w->world;
+    int32_t n, endOfContents = 0;
+
+    switch (type->kind) {
+    case KEL_KIND_SEQUENCE:
+    case KEL_KIND_SET:
+    case KEL_KIND_SEQUENCE_OF:
+    case KEL_KIND_SET_OF:
+        enter(w);
+        if (world->encRules == KEL_CER)
+            endOfContents = _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
+        n = type->kind <= KEL_KIND_SET ? encode_members(w, pos, rem, type, field)
+                                       : encode_elements(w, pos, rem, type, field);
+        w->depth--;
+        return endOfContents + n + close_constructed(world, pos, rem, n, tag);
+    case KEL_KIND_CHOICE:
+        enter(w);
+        n = encode_choice(w, pos, rem, type, field);
+        w->depth--;
+        return n;
+    case KEL_KIND_OPEN_TYPE: return encode_open(w, pos, rem, type, field);
+    default: return kel_ber_encode_simple(world, pos, rem, type, tag, field);
+    }
+}
+
+static int32_t encode_value(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
+                            const KelTag *tags, int count, unsigned char *field)
+{
+    const int wrappers = count - has_own_tag(type);
+    int32_t endOfContents = 0, n;
+    int i;
+
+    if (w->world->encRules == KEL_CER)
+        for (i = 0; i < wrappers; i++)
+            endOfContents += _kel_write_bytes_d(w->world, pos, rem, "\0\0", 2);
+    n = encode_inner(w, pos, rem, type, &tags[wrappers < 0 ? 0 : wrappers], field);
+    for (i = wrappers - 1; i >= 0; i--)
+        n += close_constructed(w->world, pos, rem, n, &tags[i]);
+    return endOfContents + n;
+}
+
+/* ------------------------------------------------------------------------ */
+/* Decoder                                                                   */
+/* ------------------------------------------------------------------------ */
+
+/* inRemaining at the end of constructed contents of `length`; -1 for the
+ * indefinite length, which DER refuses. */
+static int32_t end_of(KelGlobal *world, int32_t length)
+{
+    if (length >= 0)
+        return world->inRemaining - length;
+    if (world->encRules == KEL_DER)
+        _kel_enc_error(world, MSG_INDEFINITE_DER, 0);
+    return -1;
+}
+
+/* Whether more contents follow before `end`; the end-of-contents octets of
+ * an indefinite value are consumed here. */
+static int more_contents(KelGlobal *world, int32_t end)
+{
+    if (end >= 0) {
+        if (world->inRemaining < end)
+            _kel_enc_error(world, MSG_INCONSISTENT, 0);
+        return world->inRemaining > end;
+    }
+    if (_kel_preview_byte(world, &world->inPos, &world->inRemaining) != 0)
+        return 1;
+    _kel_get_byte(world, &world->inPos, &world->inRemaining);
+    if (_kel_get_byte(world, &world->inPos, &world->inRemaining) != 0)
+        _kel_enc_error(world, MSG_BAD_EOC, 0);
+    return 0;
+}
+
+static void close_contents(KelGlobal *world, int32_t end)
+{
+    if (end >= 0) {
+        if (world->inRemaining != end)
+            _kel_enc_error(world, MSG_INCONSISTENT, 0);
+    } else if (_kel_get_byte(world, &world->inPos, &world->inRemaining) != 0 ||
+               _kel_get_byte(world, &world->inPos, &world->inRemaining) != 0) {
+        _kel_enc_error(world, MSG_EXPECTED_EOC, 0);
+    }
+}
+
+/* The class and number of the next tag; the position stays. */
+static uint16_t next_tag(KelGlobal *world)
+{
+    unsigned char *pos = world->inPos;
+    int32_t rem = world->inRemaining;
+    return _kel_dec_tag(world, &pos, &rem);
+}
+
+/* Steps over the next TLV: an unknown extension. */
+static void skip_item(KelGlobal *world)
+{
+    _kel_dec_tag(world, &world->inPos, &world->inRemaining);
+    _kel_skip_past_item(world, &world->inPos, &world->inRemaining,
+                        _kel_dec_length(world, &world->inPos, &world->inRemaining));
+}
+
+static int matches(const KelComponent *c, uint16_t tag)
+{
+    Tags t = tags_of(c);
+    uint32_t i;
+    if (t.count)
+        return t.tag[0].classNumber == tag;
+    for (i = 0; i < c->type->componentCount; i++)
+        if (matches(&c->type->components[i], tag))
+            return 1;
+    return 0;
+}
+
+static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, int count,
+                         unsigned char *field, const KelTypeDesc *parent, const unsigned char *record);
+
+static void decode_component(Walk *w, const KelComponent *c, unsigned char *record,
+                             const KelTypeDesc *parent)
+{
+    Tags t = tags_of(c);
+    unsigned char *field = record + c->offset;
+    if (c->flags & KEL_COMP_POINTER) {
+        *(void **)(void *)field = _kel_dec_getmem(w->world, (int32_t)c->type->size);
+        field = *(unsigned char **)(void *)field;
+        memset(field, 0, c->type->size);
+    }
+    if (c->presenceBit)
+        *(uint32_t *)(void *)record |= 1u << (c->presenceBit - 1);
+    decode_value(w, c->type, t.tag, t.count, field, parent, record);
+}
+
+/* The component of an incoming tag: in a SEQUENCE the next one that
+ * matches, passing over components that may be absent; in a SET any. */
+static int find_component(const KelTypeDesc *type, uint16_t tag, uint32_t from)
+{
+    uint32_t i;
+    for (i = from; i < type->componentCount; i++) {
+        const KelComponent *c = &type->components[i];
+        if (matches(c, tag))
+            return (int)i;
+        if (type->kind == KEL_KIND_SEQUENCE &&
+            !(c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_DEFAULT | KEL_COMP_EXTENSION | KEL_COMP_POINTER)))
+            return -1;
+    }
+    return -1;
+}
+
+static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *record, int32_t end)
+{
+    KelGlobal *world = w->world;
+    uint64_t seen = 0; /* by component index; a table has at most 64 */
+    uint32_t next = 0, i;
+
+    memset(record, 0, type->size);
+    while (more_contents(world, end)) {
+        const uint16_t tag = next_tag(world);
+        const int found = find_component(type, tag, type->kind == KEL_KIND_SEQUENCE ? next : 0);
+        if (found < 0) {
+            if (!(type->flags & KEL_DESC_EXTENSIBLE))
+                _kel_enc_error(world, MSG_UNKNOWN_TAG, tag);
+            skip_item(world);
+            continue;
+        }
+        if (seen >> found & 1u)
+            _kel_enc_error(world, MSG_REPEATED, 0);
+        seen |= (uint64_t)1 << found;
+        decode_component(w, &type->components[found], record, type);
+        next = (uint32_t)found + 1;
+    }
+    for (i = 0; i < type->componentCount; i++) {
+        const KelComponent *c = &type->components[i];
+        if (seen >> i & 1u)
+            continue;
+        if (c->flags & KEL_COMP_DEFAULT)
+            memcpy(record + c->offset, c->defaultValue, c->type->size);
+        else if (!(c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_EXTENSION | KEL_COMP_POINTER)))
+            _kel_enc_error(world, MSG_OMITTED, 0);
+    }
+}
+
+static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *field, int32_t length,
+                            int32_t end)
+{
+    KelGlobal *world = w->world;
+    KelSequenceOf *list = (KelSequenceOf *)(void *)field;
+    const KelComponent *element = &type->components[0];
+    const uint32_t size = element->type->size;
+    const int32_t count = _kel_count_setof_items(world, &world->inPos, &world->inRemaining, length);
+    int32_t i;
+
+    list->count = (uint32_t)count;
+    list->elements = count > 0 ? _kel_dec_getmem(world, count * (int32_t)size) : NULL;
+    if (count > 0)
+        memset(list->elements, 0, (size_t)count * size);
+    for (i = 0; i < count; i++)
+        decode_component(w, element, (unsigned char *)list->elements + (size_t)i * size, NULL);
+    close_contents(world, end);
+}
+
+static void decode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field)
+{
+    const uint16_t tag = next_tag(w->world);
+    uint32_t i;
+    memset(field, 0, type->size);
+    for (i = 0; i < type->componentCount; i++) {
+        if (matches(&type->components[i], tag)) {
+            *(uint32_t *)(void *)field = i + 1;
+            decode_component(w, &type->components[i], field, type);
+            return;
+        }
+    }
+    if (!(type->flags & KEL_DESC_EXTENSIBLE))
+        _kel_enc_error(w->world, MSG_UNKNOWN_TAG, tag);
+    skip_item(w->world);
+}
+
+/* Whether the key component's value equals a row's key. */
+static int key_equals(const KelTypeDesc *keyType, const unsigned char *key, const void *rowKey)
+{
+    if (keyType->kind == KEL_KIND_OID) {
+        const KelOidEncoded *a = (const KelOidEncoded *)(const void *)key;
+        const KelOidEncoded *b = (const KelOidEncoded *)rowKey;
+        return a->length == b->length && memcmp(a->value, b->value, a->length) == 0;
+    }
+    return memcmp(key, rowKey, keyType->size) == 0;
+}
+
+/* An open type: the type its key selects, or kept as its encoding when the
+ * key is not in the table. */
+static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field,
+                        const KelTypeDesc *parent, const unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    KelOpenType *open = (KelOpenType *)(void *)field;
+    const KelComponent *key = &parent->components[type->lower];
+    uint32_t i;
+
+    memset(open, 0, sizeof *open);
+    for (i = 0; i < type->componentCount; i++) {
+        const KelTypeDesc *row = type->components[i].type;
+        if (!key_equals(key->type, record + key->offset, type->components[i].defaultValue))
+            continue;
+        open->pduNum = (int32_t)i + 1;
+        open->decoded = _kel_dec_getmem(world, (int32_t)row->size);
+        memset(open->decoded, 0, row->size);
+        decode_value(w, row, row->tags, row->tagCount, (unsigned char *)open->decoded, NULL, NULL);
+        return;
+    }
+    _kel_dec_opentype(world, &world->inPos, &world->inRemaining, world->inRemaining, open);
+}
+
+static void decode_inner(Walk *w, const KelTypeDesc *type, const KelTag *tag, unsigned char *field,
+                         const KelTypeDesc *parent, const unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    int32_t length;
+
+    switch (type->kind) {
+    case KEL_KIND_SEQUENCE:
+    case KEL_KIND_SET:
+    case KEL_KIND_SEQUENCE_OF:
+    case KEL_KIND_SET_OF:
+        enter(w);
+        length = _kel_dec_tag_length(world, &world->inPos, &world->inRemaining, tag->match);
+        if (type->kind <= KEL_KIND_SET)
+            decode_members(w, type, field, end_of(world, length));
+        else
+            decode_elements(w, type, field, length, end_of(world, length));
+        w->depth--;
+        return;
+    case KEL_KIND_CHOICE:
+        enter(w);
+        decode_choice(w, type, field);
+        w->depth--;
+        return;
+    case KEL_KIND_OPEN_TYPE: decode_open(w, type, field, parent, record); return;
+    default: kel_ber_decode_simple(world, type, tag, field); return;
+    }
+}
+
+static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, int count,
+                         unsigned char *field, const KelTypeDesc *parent, const unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    const int wrappers = count - has_own_tag(type);
+    int32_t end[KEL_MAX_TAGS];
+    int i;
+
+    for (i = 0; i < wrappers; i++)
+        end[i] = end_of(world, _kel_dec_tag_length(world, &world->inPos, &world->inRemaining, tags[i].match));
+    decode_inner(w, type, &tags[wrappers < 0 ? 0 : wrappers], field, parent, record);
+    for (i = wrappers - 1; i >= 0; i--)
+        close_contents(world, end[i]);
+}
+
+/* ------------------------------------------------------------------------ */
+/* Entries                                                                   */
+/* ------------------------------------------------------------------------ */
+
+static const KelTypeDesc *enter_pdu(KelGlobal *world, int pdu)
+{
+    const KelCodeFile *file = kel_world_codefile(world);
+    if (pdu < 1 || pdu > file->pduCount)
+        _kel_enc_error(world, MSG_PDU_RANGE, (uint32_t)pdu);
+    world->pduNumber = pdu;
+    world->pduEntry = &file->pdus[pdu - 1].names;
+    return file->pdus[pdu - 1].type;
+}
+
+int kel_ber_encode(KelGlobal *world, int pdu, void *value)
+{
+    const KelTypeDesc *type = enter_pdu(world, pdu);
+    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
+    unsigned char *pos = world->userBuffer ? world->outPos + world->outRemaining : NULL;
+    int32_t rem = world->userBuffer ? world->outRemaining : 0;
+    int32_t total = encode_value(&w, &pos, &rem, type, type->tags, type->tagCount,
+                                 (unsigned char *)value + type->offset);
+
+    if (world->userBuffer) {
+        world->outPos = pos;
+        world->outRemaining = total;
+    } else {
+        uint32_t length;
+        unsigned char *joined;
+        _kel_set_outmem_d(world, (uint32_t)rem, &length, &joined);
+        world->outPos = joined;
+        world->outRemaining = (int32_t)length;
+    }
+    return 0;
+}
+
+int kel_ber_decode(KelGlobal *world, int *pdu, void **value)
+{
+    const KelTypeDesc *type = enter_pdu(world, *pdu);
+    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
+    unsigned char *record = (unsigned char *)_kel_dec_getmem(world, (int32_t)type->size);
+    memset(record, 0, type->size);
+    decode_value(&w, type, type->tags, type->tagCount, record + type->offset, NULL, NULL);
+    *value = record;
+    return 0;
+}
+
+/* The pieces of a decoded value, the field itself excepted. */
+static void free_value(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
+{
+    uint32_t i;
+    switch (type->kind) {
+    case KEL_KIND_SEQUENCE:
+    case KEL_KIND_SET:
+        for (i = 0; i < type->componentCount; i++) {
+            const KelComponent *c = &type->components[i];
+            unsigned char *value = value_of(c, field);
+            if (!value)
+                continue;
+            free_value(world, c->type, value);
+            if (c->flags & KEL_COMP_POINTER)
+                kelFreeMemory(world, value);
+        }
+        return;
+    case KEL_KIND_SEQUENCE_OF:
+    case KEL_KIND_SET_OF: {
+        KelSequenceOf *list = (KelSequenceOf *)(void *)field;
+        const KelTypeDesc *element = type->components[0].type;
+        for (i = 0; i < list->count; i++)
+            free_value(world, element, (unsigned char *)list->elements + (size_t)i * element->size);
+        if (list->elements)
+            kelFreeMemory(world, list->elements);
+        return;
+    }
+    case KEL_KIND_CHOICE:
+        i = *(uint32_t *)(void *)field;
+        if (i >= 1 && i <= type->componentCount)
+            free_value(world, type->components[i - 1].type, field + type->components[i - 1].offset);
+        return;
+    case KEL_KIND_OPEN_TYPE: {
+        KelOpenType *open = (KelOpenType *)(void *)field;
+        if (open->decoded) {
+            free_value(world, type->components[open->pduNum - 1].type, (unsigned char *)open->decoded);
+            kelFreeMemory(world, open->decoded);
+        }
+        if (open->encoded)
+            kelFreeMemory(world, open->encoded);
+        return;
+    }
+    default: kel_ber_free_simple(world, type, field); return;
+    }
+}
+
+int kel_codefile_free(KelGlobal *world, int pdu, void *value)
+{
+    const KelCodeFile *file = kel_world_codefile(world);
+    const KelTypeDesc *type;
+    if (pdu < 1 || pdu > file->pduCount)
+        return 3;
+    type = file->pdus[pdu - 1].type;
+    free_value(world, type, (unsigned char *)value + type->offset);
+    kelFreeMemory(world, value);
+    return 0;
+}
