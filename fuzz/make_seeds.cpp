@@ -103,7 +103,8 @@ void vector_seeds(SeedWriter &out, const Family &family, const fs::path &vectors
                     Octets octets;
                     const auto enc = c["enc"].find(family.rules[r].vectorKey);
                     if (enc != c["enc"].end() && from_hex(enc->get<std::string>(), octets))
-                        out.write(module + "-" + id + "-" + family.rules[r].vectorKey, s, pdu, r, octets);
+                        out.write(std::to_string(s) + "-" + module + "-" + id + "-" +
+                                      family.rules[r].vectorKey, s, pdu, r, octets);
                 }
             }
         }
@@ -118,7 +119,7 @@ void bench_and_empty_seeds(SeedWriter &out, const Family &family, const fs::path
             const Rule &rule = family.rules[r];
             Octets octets;
             for (int pdu = 1; pdu <= schema.pduCount; ++pdu)
-                out.write(std::string(schema.module) + "-" + std::to_string(pdu) + "-empty-" + rule.vectorKey,
+                out.write(std::to_string(s) + "-" + schema.module + "-" + std::to_string(pdu) + "-empty-" + rule.vectorKey,
                           s, pdu, r, {});
             if (!schema.bench || !rule.benchSuffix)
                 continue;
