@@ -43,6 +43,7 @@ enum {
     MSG_REPEATED = 116,
     MSG_OMITTED = 117,
     MSG_EXPECTED_EOC = 118,
+    MSG_END_OF_INPUT = 45,
     MSG_INDEFINITE_DER = 134
 };
 
@@ -157,10 +158,12 @@ static int32_t encode_PersonnelRecord(KelGlobal *w, unsigned char **pos, int32_t
 /* Decoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
-/* inRemaining at the end of a constructed value of `length`; -1 for the
- * indefinite length, which DER refuses. */
+/* inRemaining at the end of a constructed value of `length`, which must lie
+ * within the input; -1 for the indefinite length, which DER refuses. */
 static int32_t end_of(KelGlobal *w, int32_t length)
 {
+    if (length > w->inRemaining)
+        _kel_enc_error(w, MSG_END_OF_INPUT, 0);
     if (length >= 0)
         return w->inRemaining - length;
     if (w->encRules == KEL_DER)

@@ -26,6 +26,7 @@
 enum {
     MSG_PDU_RANGE = 3,
     MSG_CHOICE_SELECTOR = 7,
+    MSG_END_OF_INPUT = 45,
     MSG_BAD_EOC = 100,
     MSG_INCONSISTENT = 102,
     MSG_UNKNOWN_TAG = 115,
@@ -280,6 +281,8 @@ static int32_t encode_value(Walk *w, unsigned char **pos, int32_t *rem, const Ke
  * indefinite length, which DER refuses. */
 static int32_t end_of(KelGlobal *world, int32_t length)
 {
+    if (length > world->inRemaining)
+        _kel_enc_error(world, MSG_END_OF_INPUT, 0);
     if (length >= 0)
         return world->inRemaining - length;
     if (world->encRules == KEL_DER)
