@@ -75,9 +75,11 @@ struct KelWorldExt {
     KelPostHook decPostHook;
     int32_t jsonIndent;
     uint32_t jsonFlags;
+    // Small freed blocks kept for reuse by the default memory functions.
+    struct KelPieceCache *pieceCache;
     // Per-call state of the later rule families (text decoders' start
     // pointer, debug hook buffers and the like).
-    uint32_t familyState[17];
+    uint32_t familyState[16];
 };
 
 namespace kel {

@@ -39,6 +39,7 @@ KelGlobal *_kel_push_global(KelGlobal *world) {
     ext->jsonFlags = parentExt->jsonFlags;
     ext->extMalloc = parentExt->extMalloc;
     ext->extFree = parentExt->extFree;
+    ext->pieceCache = parentExt->pieceCache; // the top world owns it
     ext->constructedLimit = parentExt->constructedLimit;
     ext->seqSetLimit = parentExt->seqSetLimit;
     ext->encStackFirst.count = 1;

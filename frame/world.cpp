@@ -69,10 +69,12 @@ KelWorldExt *allocate_ext(KelGlobal *world, KelRawMalloc allocate) {
     ext->extMalloc = world->mallocp;
     ext->extFree = world->freep;
     world->ext = ext;
+    kel_open_piece_cache(world);
     return ext;
 }
 
 void release_ext(KelGlobal *world) {
+    kel_close_piece_cache(world->ext);
     world->freep(world->ext);
     world->ext = nullptr;
     world->ctlTbl = nullptr;
@@ -197,6 +199,7 @@ static void term_world(KelGlobal *world, bool full) {
             ext->extFree(ext->nameMap);
             ext->extFree(ext->extErrMsg);
         }
+        kel_close_piece_cache(ext);
         ext->extFree(ext);
         world->ext = nullptr; // a closed world must be opened again before use
     }
@@ -238,11 +241,13 @@ int kelDupWorld(KelGlobal *source, KelGlobal *copy) {
     ext->extErrMsg = nullptr;
     ext->nameMap = nullptr;
     ext->xobjSetTable.entries = nullptr;
+    ext->pieceCache = nullptr;
     if (sourceExt->ruleMap == &sourceExt->ruleMapByte)
         ext->ruleMap = &ext->ruleMapByte;
     ext->pushInline.link = &ext->pushInline;
     ext->encStack = &ext->encStackFirst;
     copy->ext = ext;
+    kel_open_piece_cache(copy);
 
     int result = 0;
     const KelObjectSetTable &sets = sourceExt->xobjSetTable;
@@ -281,6 +286,7 @@ int kelDupWorld(KelGlobal *source, KelGlobal *copy) {
     if (result) {
         release_object_sets(ext);
         ext->extFree(ext->nameMap);
+        kel_close_piece_cache(ext);
         ext->extFree(ext);
         copy->ext = nullptr;
         copy->ctlTbl = nullptr;

@@ -1,5 +1,5 @@
 // app_memory.cpp - the memory operations of the public interface: the world's
-// memory slots and their default functions, kelFreeBuf for encodings,
+// memory slots, kelFreeBuf for encodings,
 // kelFreePDU for decoded values, and stubs kept for other runtime forms.
 #include <csetjmp>
 #include <cstdlib>
@@ -7,15 +7,6 @@
 
 #include "driver.h"
 #include "memory.h"
-
-void *kel_default_getmem(KelGlobal *world, size_t size) { return world->mallocp(size); }
-
-void kel_default_freemem(KelGlobal *world, void *p) { world->freep(p); }
-
-// Works only when the application stored a raw reallocator in the world.
-void *kel_default_reallocmem(KelGlobal *world, void *p, size_t size) {
-    return world->reallocp ? world->reallocp(p, size) : nullptr;
-}
 
 extern "C" {
 

@@ -10,10 +10,16 @@
 #include "internal.h"
 
 // Default getMem, freeMem and reallocMem of a world: they call the world's
-// raw slots mallocp, freep and reallocp.
+// raw slots mallocp, freep and reallocp.  Over the C library's malloc and
+// free, small freed blocks wait in the world's piece cache for reuse.
 void *kel_default_getmem(KelGlobal *world, size_t size);
 void kel_default_freemem(KelGlobal *world, void *p);
 void *kel_default_reallocmem(KelGlobal *world, void *p, size_t size);
+
+// Gives a world whose raw slots are the C library's its piece cache (none
+// when that memory is lacking); closing gives back the cache and its blocks.
+void kel_open_piece_cache(KelGlobal *world);
+void kel_close_piece_cache(KelWorldExt *ext);
 
 // Allocator over the top of the caller's temporary buffer: pieces are taken
 // downward from tempHigh, each behind an 8-octet size header, and must be

@@ -70,21 +70,24 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
 // Decoder pieces: `n` octets (already rounded by the caller) cut off the
 // caller's area, or a new item from getMem.  Zero octets of library memory
 // are a null pointer without an item.
-void *take_piece(KelGlobal *world, uint32_t n) {
-    if (world->userBuffer) {
-        if (world->outRemaining < 0 || static_cast<uint32_t>(world->outRemaining) < n)
-            _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
-        unsigned char *p = world->outPos;
-        world->outRemaining -= static_cast<int32_t>(n);
-        world->outPos = p + n;
-        return p;
-    }
+[[gnu::noinline]] void *take_library_piece(KelGlobal *world, uint32_t n) {
     if (n == 0)
         return nullptr;
     world->memTotal += n;
     void *p = chain_add(world, world->getMem, n);
     if (!p)
         _kel_enc_error(world, kMsgOutOfMemory, n);
+    return p;
+}
+
+inline void *take_piece(KelGlobal *world, uint32_t n) {
+    if (!world->userBuffer)
+        return take_library_piece(world, n);
+    if (world->outRemaining < 0 || static_cast<uint32_t>(world->outRemaining) < n)
+        _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
+    unsigned char *p = world->outPos;
+    world->outRemaining -= static_cast<int32_t>(n);
+    world->outPos = p + n;
     return p;
 }
 

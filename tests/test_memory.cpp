@@ -5,6 +5,8 @@
 // handles.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -13,6 +15,7 @@
 #include "counting_alloc.h"
 #include "driver.h"
 #include "harness.h"
+#include "personnel.h"
 
 using kel_test::CountingAllocator;
 using kel_test::in_frame;
@@ -472,3 +475,61 @@ TEST_F(MemoryHandle, CleanKeepsBlocksAndStatPrintsByLevel) {
 }
 
 } // namespace
+
+// Over the C library's allocator, freed small blocks wait in the world for
+// reuse.  They must still be ordinary malloc blocks with room for what was
+// asked, go back when the world closes, and never be shared by two worlds.
+TEST(PieceCache, ReusedBlocksHoldTheRequestAndStayMallocBlocks) {
+    kel_test::BriefWorld a, b;
+    std::vector<void *> blocks;
+    for (size_t n = 1; n <= 300; ++n) {
+        void *p = kelGetMemory(a.get(), n);
+        std::memset(p, 0x5A, n);
+        blocks.push_back(p);
+    }
+    for (void *p : blocks)
+        kelFreeMemory(a.get(), p);
+    blocks.clear();
+    // Every size again, largest first, so that small requests meet blocks
+    // of the classes above them: each must still hold the full request.
+    for (size_t n = 300; n >= 1; --n) {
+        auto *p = static_cast<unsigned char *>(kelGetMemory(a.get(), n));
+        ASSERT_GE(malloc_usable_size(p), n);
+        std::memset(p, 0xA5, n);
+        blocks.push_back(p);
+    }
+    // A block from one world may be given back through another world or
+    // straight to the C library.
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        if (i % 3 == 0)
+            kelFreeMemory(b.get(), blocks[i]);
+        else if (i % 3 == 1)
+            std::free(blocks[i]);
+        else
+            kelFreeMemory(a.get(), blocks[i]);
+    }
+    // The duplicate of a world has a cache of its own: closing both releases
+    // each cached block once (the sanitizer build sees a double free or a
+    // leak otherwise).
+    KelGlobal open{}, copy{};
+    ASSERT_EQ(kelinit(&open, &personnel_control), 0);
+    kelFreeMemory(&open, kelGetMemory(&open, 24));
+    ASSERT_EQ(kelDupWorld(&open, &copy), 0);
+    kelFreeMemory(&copy, kelGetMemory(&open, 24));
+    kelterm(&copy);
+    kelterm(&open);
+}
+
+TEST(PieceCache, WorldsOverOtherAllocatorsCallThemForEveryBlock) {
+    kel_test::BriefWorld brief;
+    KelGlobal *world = brief.get();
+    world->mallocp = CountingAllocator::raw_malloc;
+    world->freep = CountingAllocator::raw_free;
+    CountingAllocator::reset();
+    for (int i = 0; i < 3; ++i)
+        kelFreeMemory(world, kelGetMemory(world, 16));
+    EXPECT_EQ(CountingAllocator::calls, 3);
+    EXPECT_EQ(CountingAllocator::live, 0);
+    world->mallocp = std::malloc;
+    world->freep = std::free;
+}
