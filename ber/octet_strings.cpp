@@ -33,17 +33,22 @@ int encode_bounded(KelGlobal *world, unsigned char **pos, int32_t *rem, const vo
     return _kel_write_bytes_d(world, pos, rem, value, length);
 }
 
+// Checks `octets` against a positive limit, which raises `message`, and a
+// negative (hard) one.
+void check_limit(KelGlobal *world, uint32_t octets, int32_t limit, int message) {
+    if (limit > 0 && octets > static_cast<uint32_t>(limit))
+        _kel_enc_error(world, message, octets);
+    if (limit < 0 && octets > static_cast<uint32_t>(-static_cast<int64_t>(limit)))
+        _kel_enc_error(world, kel::kMsgLengthTooLong, octets);
+}
+
 // Contents of the string at the input position, checked against a negative
 // (hard) limit and a positive limit that raises `message`.
 uint32_t take_bounded(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                       StringContents *contents, int32_t limit, int message) {
     kel::ber::take_string(world, pos, rem, length, contents);
-    const uint32_t octets = contents->octets;
-    if (limit > 0 && octets > static_cast<uint32_t>(limit))
-        _kel_enc_error(world, message, octets);
-    if (limit < 0 && octets > static_cast<uint32_t>(-static_cast<int64_t>(limit)))
-        _kel_enc_error(world, kel::kMsgLengthTooLong, octets);
-    return octets;
+    check_limit(world, contents->octets, limit, message);
+    return contents->octets;
 }
 
 // Copies the contents into a new piece of `size` octets, `offset` octets in.
@@ -183,6 +188,18 @@ int32_t _kel_dec_nstr(KelGlobal *world, unsigned char **pos, int32_t *rem, int32
 
 int32_t _kel_dec_nstr_ptr(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                           unsigned char **value, int32_t limit) {
+    if (!world->bitOffset) {
+        // A primitive string, the common case: one copy straight from the input.
+        const unsigned char *start = take_contents(world, pos, rem, length);
+        const auto octets = static_cast<uint32_t>(length);
+        if (limit != 0)
+            check_limit(world, octets, limit, kMsgSizeViolated);
+        auto *piece = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, octets + 1));
+        std::memcpy(piece, start, octets);
+        piece[octets] = 0;
+        *value = piece;
+        return length;
+    }
     StringContents contents;
     const uint32_t octets = take_bounded(world, pos, rem, length, &contents, limit, kMsgSizeViolated);
     unsigned char *piece = copy_to_piece(world, &contents, octets + 1, 0);

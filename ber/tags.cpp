@@ -43,7 +43,8 @@ uint16_t match_to_class_number(uint32_t tag) {
 // The long form of a length whose first octet is `first` (above 0x80), as
 // the tag match reads it: all length octets are taken at once, leading zero
 // octets of an over-long form are passed, and the value must fit 31 bits.
-int32_t long_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t first) {
+[[gnu::noinline]] int32_t long_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                     uint8_t first) {
     uint32_t count = first & 0x7F;
     *rem -= static_cast<int32_t>(count) + 1;
     if (*rem < 0)
@@ -59,6 +60,73 @@ int32_t long_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t
     for (uint32_t i = 0; i < count; ++i)
         length = length << 8 | p[i];
     if (static_cast<uint32_t>(*rem) < length)
+        end_of_input(world);
+    return static_cast<int32_t>(length);
+}
+
+// The tag at the input position against `tag` in match form, where the
+// quick one-octet comparison of the caller didn't settle it: long tags octet
+// by octet, and another encoding of the expected tag only where a needlessly
+// long form is allowed.  The position moves behind the tag.
+[[gnu::noinline]] void match_tag(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t tag) {
+    uint8_t octet = next_octet(world, pos, rem);
+    bool match = ((octet ^ tag) & 0xDF) == 0;
+    if (match && (tag & 0x1F) == 0x1F) {
+        for (uint32_t shift = 8; shift < 32; shift += 8) {
+            octet = next_octet(world, pos, rem);
+            if (octet != ((tag >> shift) & 0xFF)) {
+                match = false;
+                break;
+            }
+            if (!(octet & 0x80))
+                break;
+        }
+    }
+    if (match)
+        return;
+    const uint16_t expected = match_to_class_number(tag);
+    *pos = world->inLimit;
+    *rem = world->tagStartRemaining;
+    const uint16_t found = _kel_dec_tag(world, pos, rem);
+    if (found != expected || !relaxed(world) || world->encRules == KEL_DER)
+        _kel_enc_error(world, kel::kMsgTagMismatch, static_cast<uint32_t>(expected) << 16 | found);
+}
+
+// A tag of the high-tag-number form at the input position, whose first
+// octet _kel_dec_tag has looked at.
+[[gnu::noinline]] uint16_t long_tag(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    const uint32_t cls = static_cast<uint32_t>(next_octet(world, pos, rem) & 0xC0) << 8;
+    uint32_t number = 0;
+    uint8_t octet;
+    do {
+        octet = next_octet(world, pos, rem);
+        if (number > 127)
+            _kel_enc_error(world, kel::kMsgTagTooLong, number);
+        number = number << 7 | (octet & 0x7F);
+    } while (octet & 0x80);
+    if (number <= 30 && (!relaxed(world) || world->encRules == KEL_DER))
+        _kel_enc_error(world, kel::kMsgTagNeedlesslyLong, number);
+    return static_cast<uint16_t>(cls | number);
+}
+
+// Length octets other than a short definite length within the input: the
+// indefinite form (-1), the long form, and a length the input can't hold.
+[[gnu::noinline]] int32_t other_length(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    const uint8_t first = next_octet(world, pos, rem);
+    if (first == 0x80)
+        return -1;
+    uint32_t length = first;
+    if (first > 0x80) {
+        length = 0;
+        for (uint32_t count = first & 0x7F; count; --count) {
+            if (length & 0xFF000000u)
+                _kel_enc_error(world, kel::kMsgLengthTooLong, length);
+            length = length << 8 | next_octet(world, pos, rem);
+        }
+    }
+    // An encoder re-reads lengths of finished values in buffers it knows no
+    // size of, so only decoders hold the length against the input.
+    if (world->phase > kel::kPhaseEncoder && length > static_cast<uint32_t>(*rem))
         end_of_input(world);
     return static_cast<int32_t>(length);
 }
@@ -134,79 +202,62 @@ uint8_t _kel_preview_byte(KelGlobal *world, unsigned char **pos, int32_t *rem) {
 uint16_t _kel_dec_tag(KelGlobal *world, unsigned char **pos, int32_t *rem) {
     world->inLimit = *pos;
     world->tagStartRemaining = *rem;
-    const uint8_t first = next_octet(world, pos, rem);
+    if (*rem <= 0)
+        end_of_input(world);
+    const uint8_t first = **pos;
     world->bitOffset = first & 0x20;
-    const uint32_t cls = static_cast<uint32_t>(first & 0xC0) << 8;
-    if ((first & 0x1F) != 0x1F)
-        return static_cast<uint16_t>(cls | (first & 0x1F));
-    uint32_t number = 0;
-    uint8_t octet;
-    do {
-        octet = next_octet(world, pos, rem);
-        if (number > 127)
-            _kel_enc_error(world, kel::kMsgTagTooLong, number);
-        number = number << 7 | (octet & 0x7F);
-    } while (octet & 0x80);
-    if (number <= 30 && (!relaxed(world) || world->encRules == KEL_DER))
-        _kel_enc_error(world, kel::kMsgTagNeedlesslyLong, number);
-    return static_cast<uint16_t>(cls | number);
+    if ((first & 0x1F) != 0x1F) {
+        ++*pos;
+        --*rem;
+        return static_cast<uint16_t>((first & 0xC0) << 8 | (first & 0x1F));
+    }
+    return long_tag(world, pos, rem);
 }
 
 int32_t _kel_dec_length(KelGlobal *world, unsigned char **pos, int32_t *rem) {
-    const uint8_t first = next_octet(world, pos, rem);
-    if (first == 0x80)
-        return -1;
-    uint32_t length = first;
-    if (first > 0x80) {
-        length = 0;
-        for (uint32_t count = first & 0x7F; count; --count) {
-            if (length & 0xFF000000u)
-                _kel_enc_error(world, kel::kMsgLengthTooLong, length);
-            length = length << 8 | next_octet(world, pos, rem);
-        }
-    }
-    // An encoder re-reads lengths of finished values in buffers it knows no
-    // size of, so only decoders hold the length against the input.
-    if (world->phase > kel::kPhaseEncoder && length > static_cast<uint32_t>(*rem))
+    const int32_t r = *rem;
+    if (r <= 0)
         end_of_input(world);
-    return static_cast<int32_t>(length);
+    const uint8_t first = **pos;
+    if (first < 0x80 && first < r) {
+        ++*pos;
+        *rem = r - 1;
+        return first;
+    }
+    return other_length(world, pos, rem);
 }
 
 int32_t _kel_dec_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t tag) {
+    unsigned char *p = *pos;
+    int32_t r = *rem;
     if (tag != 0) {
-        world->inLimit = *pos;
-        world->tagStartRemaining = *rem;
-        uint8_t octet = next_octet(world, pos, rem);
-        world->bitOffset = octet & 0x20;
-        bool match = ((octet ^ tag) & 0xDF) == 0;
-        if (match && (tag & 0x1F) == 0x1F) {
-            for (uint32_t shift = 8; shift < 32; shift += 8) {
-                octet = next_octet(world, pos, rem);
-                if (octet != ((tag >> shift) & 0xFF)) {
-                    match = false;
-                    break;
-                }
-                if (!(octet & 0x80))
-                    break;
-            }
-        }
-        if (!match) {
-            // Another encoding of the expected tag passes only where a
-            // needlessly long form is allowed.
-            const uint16_t expected = match_to_class_number(tag);
-            *pos = world->inLimit;
-            *rem = world->tagStartRemaining;
-            const uint16_t found = _kel_dec_tag(world, pos, rem);
-            if (found != expected || !relaxed(world) || world->encRules == KEL_DER)
-                _kel_enc_error(world, kel::kMsgTagMismatch,
-                               static_cast<uint32_t>(expected) << 16 | found);
+        world->inLimit = p;
+        world->tagStartRemaining = r;
+        if (r <= 0)
+            end_of_input(world);
+        const uint8_t first = *p;
+        world->bitOffset = first & 0x20;
+        // A one-octet tag that matches, the common case, is checked here;
+        // anything else goes through the full reader.
+        if (((first ^ tag) & 0xDF) != 0 || (tag & 0x1F) == 0x1F) {
+            match_tag(world, pos, rem, tag);
+            p = *pos;
+            r = *rem;
+        } else {
+            ++p;
+            --r;
         }
     }
-    const uint8_t first = _kel_preview_byte(world, pos, rem);
-    if (first > 0x80)
+    if (r <= 0)
+        end_of_input(world);
+    const uint8_t first = *p;
+    if (first > 0x80) {
+        *pos = p;
+        *rem = r;
         return long_length(world, pos, rem, first);
-    ++*pos;
-    --*rem;
+    }
+    *pos = p + 1;
+    *rem = r - 1;
     return static_cast<int8_t>(first);
 }
 
