@@ -22,6 +22,11 @@
 #include "codefiles.h"
 #include "personnel.h"
 
+/* The other straight-line code files: their headers declare types of the
+ * same names, so only the control tables are brought in here. */
+extern "C" KelControlTable proto_message_control;
+extern "C" KelControlTable cert_trim_control;
+
 namespace kel_fuzz {
 
 struct Schema {
@@ -55,6 +60,10 @@ inline const Schema schemas[] = {
     table_schema<kel_open_types_codefile>(),
     table_schema<kel_ext_groups_a4_codefile>(),
     table_schema<kel_x509_certificate_codefile>(),
+    { "ProtoMessage", "ProtoMessage", &proto_message_control, 1,
+      [](const char *typeName) { return std::strcmp(typeName, "Message") == 0 ? 1 : 0; } },
+    { "CertTrim", "CertTrim", &cert_trim_control, 1,
+      [](const char *typeName) { return std::strcmp(typeName, "Certificate") == 0 ? 1 : 0; } },
 };
 inline constexpr std::size_t schemaCount = sizeof schemas / sizeof schemas[0];
 
