@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "bench_files.h"
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
@@ -18,6 +19,7 @@ namespace {
 
 using kel_test::in_frame;
 using Octets = std::vector<uint8_t>;
+using kel_test::from_hex;
 using Result = std::pair<int, int64_t>; // return code, value read
 
 struct BerPrims : ::testing::Test {
@@ -66,10 +68,6 @@ struct BerPrims : ::testing::Test {
         const int rc = decode([&] { value = static_cast<int64_t>(reader(world, &in, &inRem, args...)); });
         return {rc, value};
     }
-    // A value decoder on all of `input`.
-    template <class Reader> Result content(const Octets &input, Reader reader) {
-        return read(input, reader, static_cast<int32_t>(input.size()));
-    }
     // The message's printed number follows the 'E' or 'D' of the phase.
     bool message_is(const char *number) const { return std::strncmp(world->errMsg + 1, number, 5) == 0; }
 };
@@ -87,28 +85,28 @@ Octets pattern(size_t n) {
 }
 
 TEST_F(BerPrims, Writers) {
-    EXPECT_EQ(one(_kel_encd_int_tl, 0, 0x02), (Octets{0x02, 0x01, 0x00}));
-    EXPECT_EQ(one(_kel_encd_int_tl, -1, 0x02), (Octets{0x02, 0x01, 0xFF}));
-    EXPECT_EQ(one(_kel_encd_int_tl, 128, 0x02), (Octets{0x02, 0x02, 0x00, 0x80}));
-    EXPECT_EQ(one(_kel_encd_int_tl, -129, 0x02), (Octets{0x02, 0x02, 0xFF, 0x7F}));
-    EXPECT_EQ(one(_kel_encd_uint_tl, 0x80000000u, 0x02), (Octets{0x02, 0x05, 0x00, 0x80, 0x00, 0x00, 0x00}));
-    EXPECT_EQ(one(_kel_encd_llint_tl, INT64_MIN, 0x9F8148), (Octets{0x9F, 0x81, 0x48, 0x08, 0x80, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(one(_kel_encd_bool_tl, 0x81, 1), (Octets{0x81, 0x01, 0xFF}));
-    EXPECT_EQ(one(_kel_encd_bool, 0), (Octets{0x00}));
+    EXPECT_EQ(one(_kel_encd_int_tl, 0, 0x02), from_hex("020100"));
+    EXPECT_EQ(one(_kel_encd_int_tl, -1, 0x02), from_hex("0201FF"));
+    EXPECT_EQ(one(_kel_encd_int_tl, 128, 0x02), from_hex("02020080"));
+    EXPECT_EQ(one(_kel_encd_int_tl, -129, 0x02), from_hex("0202FF7F"));
+    EXPECT_EQ(one(_kel_encd_uint_tl, 0x80000000u, 0x02), from_hex("02050080000000"));
+    EXPECT_EQ(one(_kel_encd_llint_tl, INT64_MIN, 0x9F8148), from_hex("9F8148088000000000000000"));
+    EXPECT_EQ(one(_kel_encd_bool_tl, 0x81, 1), from_hex("8101FF"));
+    EXPECT_EQ(one(_kel_encd_bool, 0), from_hex("00"));
 
-    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_CONTEXT | 5, 1), (Octets{0xA5}));
-    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_APPLICATION | 31, 0), (Octets{0x5F, 0x1F}));
-    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_PRIVATE | 200, 1), (Octets{0xFF, 0x81, 0x48}));
-    EXPECT_EQ(one(_kel_encd_length, 127), (Octets{0x7F}));
-    EXPECT_EQ(one(_kel_encd_length, 0x10000), (Octets{0x83, 0x01, 0x00, 0x00}));
-    EXPECT_EQ(one(_kel_encd_tag_length, 0x100, 0x30), (Octets{0x30, 0x82, 0x01, 0x00}));
-    EXPECT_EQ(one(_kel_encd_tag_length, -128, 0x30), (Octets{0x30, 0x80})) << "the indefinite form";
-    EXPECT_EQ(one(_kel_encd_tag_length2, 126, 0x04, 0xBF8148), (Octets{0xBF, 0x81, 0x48, 0x81, 0x80, 0x04, 0x7E}));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_CONTEXT | 5, 1), from_hex("A5"));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_APPLICATION | 31, 0), from_hex("5F1F"));
+    EXPECT_EQ(one(_kel_encd_tag, KEL_CLASS_PRIVATE | 200, 1), from_hex("FF8148"));
+    EXPECT_EQ(one(_kel_encd_length, 127), from_hex("7F"));
+    EXPECT_EQ(one(_kel_encd_length, 0x10000), from_hex("83010000"));
+    EXPECT_EQ(one(_kel_encd_tag_length, 0x100, 0x30), from_hex("30820100"));
+    EXPECT_EQ(one(_kel_encd_tag_length, -128, 0x30), from_hex("3080")) << "the indefinite form";
+    EXPECT_EQ(one(_kel_encd_tag_length2, 126, 0x04, 0xBF8148), from_hex("BF81488180047E"));
 
-    EXPECT_EQ(one(_kel_write_int_d, 10, -2), (Octets{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
-    EXPECT_EQ(one(_kel_write_uint_d, 2, 0xAB1234), (Octets{0x12, 0x34}));
-    EXPECT_EQ(one(_kel_write_subid_d, 0), (Octets{0x00}));
-    EXPECT_EQ(one(_kel_write_subid_d, 0xFFFFFFFF), (Octets{0x8F, 0xFF, 0xFF, 0xFF, 0x7F}));
+    EXPECT_EQ(one(_kel_write_int_d, 10, -2), from_hex("FFFFFFFFFFFFFFFFFFFE"));
+    EXPECT_EQ(one(_kel_write_uint_d, 2, 0xAB1234), from_hex("1234"));
+    EXPECT_EQ(one(_kel_write_subid_d, 0), from_hex("00"));
+    EXPECT_EQ(one(_kel_write_subid_d, 0xFFFFFFFF), from_hex("8FFFFFFF7F"));
 
     // Count mode: the same counts, nothing stored.
     world->encodingFlags = DETERMINE_ENC_LENGTH;
@@ -168,7 +166,7 @@ TEST_F(BerPrims, BitStringContentsPrimitiveAndSegmented) {
     };
     EXPECT_EQ(contents(12), (Octets{0x04, bits[0], static_cast<uint8_t>(bits[1] & 0xF0)}));
     EXPECT_EQ(result, 3);
-    EXPECT_EQ(contents(0), (Octets{0x00}));
+    EXPECT_EQ(contents(0), from_hex("00"));
     const Octets full(bits.begin(), bits.begin() + 999);
     EXPECT_EQ(contents(7992), cat({0x00}, full));
     EXPECT_EQ(result, 1000);
@@ -185,88 +183,71 @@ TEST_F(BerPrims, BitStringContentsPrimitiveAndSegmented) {
     EXPECT_EQ(result, 1001) << "DER never segments";
 }
 
-TEST_F(BerPrims, TagReader) {
-    const Octets constructed = {0xA5};
-    EXPECT_EQ(read(constructed, _kel_dec_tag), Result(0, KEL_CLASS_CONTEXT | 5));
+// Every reader, given an argument: a tag to match or a contents length.
+using Reader = int64_t (*)(KelGlobal *, unsigned char **, int32_t *, uint32_t arg);
+const Reader kTag = [](KelGlobal *w, unsigned char **p, int32_t *r, uint32_t) -> int64_t { return _kel_dec_tag(w, p, r); };
+const Reader kLength = [](KelGlobal *w, unsigned char **p, int32_t *r, uint32_t) -> int64_t { return _kel_dec_length(w, p, r); };
+const Reader kHeader = [](KelGlobal *w, unsigned char **p, int32_t *r, uint32_t tag) -> int64_t {
+    return _kel_dec_tag_length(w, p, r, tag);
+};
+template <class T, T (*Decode)(KelGlobal *, unsigned char **, int32_t *, int32_t)>
+int64_t contents(KelGlobal *w, unsigned char **p, int32_t *r, uint32_t length) {
+    return Decode(w, p, r, static_cast<int32_t>(length));
+}
+const Reader kBool = contents<int, _kel_dec_bool>, kSint = contents<int16_t, _kel_dec_sint>,
+             kIint = contents<int32_t, _kel_dec_iint>, kUiint = contents<uint32_t, _kel_dec_uiint>;
+enum Mode { kStrict, kRelaxed, kRelaxedDer };
+
+TEST_F(BerPrims, ReadersOfHeadersAndValues) {
+    const char *five = "850000000005 0102030405", *needless = "1F05", *redundant = "9F803F00";
+    struct Case { const char *input; Reader reader; uint32_t arg; Mode mode; int code; int64_t value; const char *message; } cases[] = {
+        {"9F81", kTag, 0, kStrict, 4, 0, ""}, {"1F818001", kTag, 0, kStrict, 10, 0, "0019E"},
+        {needless, kTag, 0, kStrict, 5, 0, "0018E"}, {needless, kTag, 0, kRelaxed, 0, 5, ""},
+        {needless, kTag, 0, kRelaxedDer, 5, 0, ""},
+        // The test for too many length octets stands ahead of each octet.
+        {"8401000000", kLength, 0, kStrict, 4, 0, "0081S"}, {"84010000", kLength, 0, kStrict, 4, 0, ""},
+        {"80", kLength, 0, kStrict, 0, -1, ""}, {"820002AABB", kLength, 0, kStrict, 0, 2, ""},
+        {"04850000000005 0102030405", kHeader, 0x04, kStrict, 0, 5, ""},
+        {"048480000000", kHeader, 0x04, kStrict, 10, 0, "0026S"}, {"048201", kHeader, 0x04, kStrict, 4, 0, ""},
+        {"04", kHeader, 0x04, kStrict, 4, 0, ""},
+        // Multi-octet tags, the constructed bit, the indefinite form; another
+        // encoding of the expected tag passes only relaxed, never in DER.
+        {"9F814900", kHeader, 0x48819F, kStrict, 5, 0, "0033E"},
+        {"8400", kHeader, 0x85, kStrict, 5, 0, "expected tag"}, {redundant, kHeader, 0x3F9F, kStrict, 5, 0, ""},
+        {redundant, kHeader, 0x3F9F, kRelaxed, 0, 0, ""}, {redundant, kHeader, 0x3F9F, kRelaxedDer, 5, 0, ""},
+        // BOOLEAN and INTEGER contents; relaxed takes redundant leading octets.
+        {"01", kBool, 1, kStrict, 0, 1, ""}, {"0101", kBool, 2, kStrict, 5, 0, "0037E"},
+        {"000001", kIint, 3, kStrict, 5, 0, "0022E"}, {"FFFF", kUiint, 2, kStrict, 2, 0, "0076S"},
+        {"007F", kUiint, 2, kStrict, 5, 0, ""}, {"000080", kUiint, 3, kStrict, 5, 0, ""},
+        {"0000", kUiint, 2, kStrict, 5, 0, ""}, {"010000", kSint, 3, kStrict, 10, 0, "0144E"},
+        {"0100000000", kIint, 5, kStrict, 10, 0, ""}, {"01", kIint, 0, kStrict, 5, 0, ""}, {"01", kIint, 2, kStrict, 4, 0, ""},
+        {"000001", kIint, 3, kRelaxed, 0, 1, ""}, {"FFFFFFFFFF80", kIint, 6, kRelaxed, 0, -128, ""},
+        {"FFFF", kUiint, 2, kRelaxed, 0, 65535, ""}, {"0000", kUiint, 2, kRelaxed, 0, 0, ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.input);
+        world->modeBits = c.mode == kStrict ? world->modeBits & ~KEL_MODE_RELAXED : world->modeBits | KEL_MODE_RELAXED;
+        world->encRules = c.mode == kRelaxedDer ? KEL_DER : KEL_BER;
+        EXPECT_EQ(read(from_hex(c.input), c.reader, c.arg), Result(c.code, c.value));
+        EXPECT_NE(std::strstr(world->errMsg, c.message), nullptr) << world->errMsg;
+    }
+    world->modeBits &= ~KEL_MODE_RELAXED;
+    world->encRules = KEL_BER;
+
+    // What readers leave behind: the constructed bit, the input's limit, the
+    // input after the header; an encoder reads a length past its input.
+    const Octets constructed = {0xA5}, fiveOctets = from_hex(five), four = from_hex("8401000000");
+    EXPECT_EQ(read(constructed, kTag, 0), Result(0, KEL_CLASS_CONTEXT | 5));
     EXPECT_EQ(world->bitOffset, 0x20);
     EXPECT_EQ(world->inLimit, constructed.data());
-    EXPECT_EQ(read({0xDF, 0x81, 0x48}, _kel_dec_tag), Result(0, KEL_CLASS_PRIVATE | 200));
+    EXPECT_EQ(read(from_hex("DF8148"), kTag, 0), Result(0, KEL_CLASS_PRIVATE | 200));
     EXPECT_EQ(world->bitOffset, 0);
-    EXPECT_EQ(read({0x9F, 0x81}, _kel_dec_tag), Result(4, 0));
-    EXPECT_EQ(read({0x1F, 0x81, 0x80, 0x01}, _kel_dec_tag), Result(10, 0));
-    EXPECT_TRUE(message_is("0019E")) << world->errMsg;
-
-    const Octets needless = {0x1F, 0x05};
-    EXPECT_EQ(read(needless, _kel_dec_tag), Result(5, 0));
-    EXPECT_TRUE(message_is("0018E")) << world->errMsg;
-    world->modeBits |= KEL_MODE_RELAXED;
-    EXPECT_EQ(read(needless, _kel_dec_tag), Result(0, 5));
-    world->encRules = KEL_DER;
-    EXPECT_EQ(read(needless, _kel_dec_tag), Result(5, 0));
-}
-
-TEST_F(BerPrims, LengthReaders) {
-    // The test for too many octets stands ahead of each octet.
-    const Octets four = {0x84, 0x01, 0x00, 0x00, 0x00};
+    EXPECT_EQ(read(fiveOctets, kHeader, 0), Result(0, 5)) << "leading zeros are passed";
+    EXPECT_EQ(inRem, 5);
+    EXPECT_EQ(read(from_hex("BF814880"), kHeader, 0x48819F), Result(0, -128));
+    EXPECT_EQ(world->bitOffset, 0x20);
     read_from(four);
     EXPECT_EQ(decode([&] { EXPECT_EQ(_kel_dec_length(world, &in, &inRem), 0x01000000); }, kel::kPhaseEncoder), 0);
-    EXPECT_EQ(read(four, _kel_dec_length), Result(4, 0)) << "longer than the input";
-    EXPECT_EQ(read({0x85, 0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_length), Result(10, 0));
-    EXPECT_TRUE(message_is("0026S")) << world->errMsg;
-    EXPECT_EQ(read({0x84, 0x01, 0x00, 0x00}, _kel_dec_length), Result(4, 0));
-    EXPECT_EQ(read({0x80}, _kel_dec_length), Result(0, -1));
-    EXPECT_EQ(read({0x82, 0x00, 0x02, 0xAA, 0xBB}, _kel_dec_length), Result(0, 2));
-
-    const Octets five = {0x85, 0x00, 0x00, 0x00, 0x00, 0x05, 1, 2, 3, 4, 5};
-    EXPECT_EQ(read(five, _kel_dec_tag_length, 0u), Result(0, 5)) << "leading zeros are passed";
-    EXPECT_EQ(inRem, 5);
-    EXPECT_EQ(read(cat({0x04}, five), _kel_dec_tag_length, 0x04u), Result(0, 5));
-    EXPECT_EQ(read({0x04, 0x84, 0x80, 0x00, 0x00, 0x00}, _kel_dec_tag_length, 0x04u), Result(10, 0));
-    EXPECT_EQ(read({0x04, 0x82, 0x01}, _kel_dec_tag_length, 0x04u), Result(4, 0));
-    EXPECT_EQ(read({0x04}, _kel_dec_tag_length, 0x04u), Result(4, 0));
-}
-
-TEST_F(BerPrims, TagMatch) {
-    // Multi-octet tags, the constructed bit, the indefinite form.
-    EXPECT_EQ(read({0xBF, 0x81, 0x48, 0x80}, _kel_dec_tag_length, 0x48819Fu), Result(0, -128));
-    EXPECT_EQ(world->bitOffset, 0x20);
-    EXPECT_EQ(read({0x9F, 0x81, 0x49, 0x00}, _kel_dec_tag_length, 0x48819Fu), Result(5, 0));
-    EXPECT_TRUE(message_is("0033E")) << world->errMsg;
-    EXPECT_EQ(read({0x84, 0x00}, _kel_dec_tag_length, 0x85u), Result(5, 0));
-    EXPECT_NE(std::strstr(world->errMsg, "expected tag"), nullptr) << world->errMsg;
-
-    // Another encoding of the expected tag passes only relaxed, never in DER.
-    const Octets redundant = {0x9F, 0x80, 0x3F, 0x00};
-    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(5, 0));
-    world->modeBits |= KEL_MODE_RELAXED;
-    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(0, 0));
-    EXPECT_EQ(inRem, 0);
-    world->encRules = KEL_DER;
-    EXPECT_EQ(read(redundant, _kel_dec_tag_length, 0x3F9Fu), Result(5, 0));
-}
-
-TEST_F(BerPrims, BooleanAndIntegerDecoders) {
-    EXPECT_EQ(content({0x01}, _kel_dec_bool), Result(0, 1));
-    EXPECT_EQ(content({0x01, 0x01}, _kel_dec_bool), Result(5, 0));
-    EXPECT_TRUE(message_is("0037E")) << world->errMsg;
-    EXPECT_EQ(content({0x00, 0x00, 0x01}, _kel_dec_iint), Result(5, 0));
-    EXPECT_TRUE(message_is("0022E")) << world->errMsg;
-    EXPECT_EQ(content({0xFF, 0xFF}, _kel_dec_uiint), Result(2, 0));
-    EXPECT_TRUE(message_is("0076S")) << world->errMsg;
-    EXPECT_EQ(content({0x00, 0x7F}, _kel_dec_uiint), Result(5, 0));
-    EXPECT_EQ(content({0x00, 0x00, 0x80}, _kel_dec_uiint), Result(5, 0));
-    EXPECT_EQ(content({0x00, 0x00}, _kel_dec_uiint), Result(5, 0));
-    EXPECT_EQ(content({0x01, 0x00, 0x00}, _kel_dec_sint), Result(10, 0));
-    EXPECT_TRUE(message_is("0144E")) << world->errMsg;
-    EXPECT_EQ(content({0x01, 0x00, 0x00, 0x00, 0x00}, _kel_dec_iint), Result(10, 0));
-    EXPECT_EQ(read({0x01}, _kel_dec_iint, 0), Result(5, 0)) << "zero length";
-    EXPECT_EQ(read({0x01}, _kel_dec_iint, 2), Result(4, 0));
-
-    world->modeBits |= KEL_MODE_RELAXED;
-    EXPECT_EQ(content({0x00, 0x00, 0x01}, _kel_dec_iint), Result(0, 1));
-    EXPECT_EQ(content({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x80}, _kel_dec_iint), Result(0, -128));
-    EXPECT_EQ(content({0xFF, 0xFF}, _kel_dec_uiint), Result(0, 65535));
-    EXPECT_EQ(content({0x00, 0x00}, _kel_dec_uiint), Result(0, 0));
 }
 
 // One memory form of INTEGER: its whole-TLV writer and its decoder, with the

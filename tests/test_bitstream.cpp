@@ -17,26 +17,15 @@ namespace {
 using Octets = std::vector<uint8_t>;
 
 // The fixed-width functions, indexed by their width.
-using AppendFn = void (*)(KelGlobal *, uint8_t);
-using GetFn = uint8_t (*)(KelGlobal *);
-using SkipFn = void (*)(KelGlobal *);
-constexpr AppendFn kAppend[] = {nullptr, _kel_append_1bit_unaligned, _kel_append_2bit_unaligned,
-    _kel_append_3bit_unaligned, _kel_append_4bit_unaligned, _kel_append_5bit_unaligned,
+constexpr void (*kAppend[])(KelGlobal *, uint8_t) = {nullptr, _kel_append_1bit_unaligned,
+    _kel_append_2bit_unaligned, _kel_append_3bit_unaligned, _kel_append_4bit_unaligned, _kel_append_5bit_unaligned,
     _kel_append_6bit_unaligned, _kel_append_7bit_unaligned, _kel_append_8bit_unaligned};
-constexpr GetFn kGet[] = {nullptr, _kel_get_1bit_unaligned, _kel_get_2bit_unaligned,
-    _kel_get_3bit_unaligned, _kel_get_4bit_unaligned, _kel_get_5bit_unaligned,
-    _kel_get_6bit_unaligned, _kel_get_7bit_unaligned, _kel_get_8bit_unaligned};
-constexpr SkipFn kSkip[] = {nullptr, _kel_skip_1bit_unaligned, _kel_skip_2bit_unaligned,
-    _kel_skip_3bit_unaligned, _kel_skip_4bit_unaligned, _kel_skip_5bit_unaligned,
-    _kel_skip_6bit_unaligned, _kel_skip_7bit_unaligned, _kel_skip_8bit_unaligned};
-
-// `count` bits of `octets` with the bits behind the end cleared.
-Octets leading_bits(Octets octets, uint32_t count) {
-    octets.resize((count + 7) / 8);
-    if (count & 7)
-        octets.back() &= static_cast<uint8_t>(0xFF00 >> (count & 7));
-    return octets;
-}
+constexpr uint8_t (*kGet[])(KelGlobal *) = {nullptr, _kel_get_1bit_unaligned, _kel_get_2bit_unaligned,
+    _kel_get_3bit_unaligned, _kel_get_4bit_unaligned, _kel_get_5bit_unaligned, _kel_get_6bit_unaligned,
+    _kel_get_7bit_unaligned, _kel_get_8bit_unaligned};
+constexpr void (*kSkip[])(KelGlobal *) = {nullptr, _kel_skip_1bit_unaligned, _kel_skip_2bit_unaligned,
+    _kel_skip_3bit_unaligned, _kel_skip_4bit_unaligned, _kel_skip_5bit_unaligned, _kel_skip_6bit_unaligned,
+    _kel_skip_7bit_unaligned, _kel_skip_8bit_unaligned};
 
 struct BitStream : ::testing::Test {
     kel_test::BriefWorld brief;
@@ -78,10 +67,9 @@ TEST_F(BitStream, NbitAppendEndsOnOrCrossesOctetBoundary) {
     uint8_t buffer[4] = {0xFF, 0xFF, 0xFF, 0xFF};
     write_to(buffer, 4);
     ASSERT_EQ(encode([&] {
-                  _kel_append_5bit_unaligned(world, 0xF8);
-                  _kel_append_3bit_unaligned(world, 0xBF); // 101, low bits ignored
-              }),
-              0);
+        _kel_append_5bit_unaligned(world, 0xF8);
+        _kel_append_3bit_unaligned(world, 0xBF); // 101, low bits ignored
+    }), 0);
     EXPECT_EQ(buffer[0], 0xFD);
     EXPECT_EQ(world->outPos, buffer + 1);
     EXPECT_EQ(world->outRemaining, 3);
@@ -89,14 +77,8 @@ TEST_F(BitStream, NbitAppendEndsOnOrCrossesOctetBoundary) {
 
     // Nine bits at offset 7: one in this octet, eight in the next.
     const uint8_t nine[] = {0x80, 0x80};
-    ASSERT_EQ(encode([&] {
-                  _kel_append_7bit_unaligned(world, 0x00);
-                  _kel_append(world, nine, 9, 0);
-              }),
-              0);
-    EXPECT_EQ(buffer[1], 0x01);
-    EXPECT_EQ(buffer[2], 0x01);
-    EXPECT_EQ(buffer[3], 0xFF) << "no store behind the end";
+    ASSERT_EQ(encode([&] { _kel_append_7bit_unaligned(world, 0x00), _kel_append(world, nine, 9, 0); }), 0);
+    EXPECT_EQ(Octets(buffer + 1, buffer + 4), (Octets{0x01, 0x01, 0xFF})) << "no store behind the end";
     EXPECT_EQ(world->outPos, buffer + 3);
 }
 
@@ -105,12 +87,11 @@ TEST_F(BitStream, BlockAndBufferEnds) {
     write_to_library();
     const Octets zeros(1023, 0);
     ASSERT_EQ(encode([&] {
-                  _kel_append(world, zeros.data(), 1023 * 8, 0);
-                  _kel_append_6bit_unaligned(world, 0xFC);
-                  EXPECT_EQ(world->outRemaining, 1);
-                  _kel_append_3bit_unaligned(world, 0xE0);
-              }),
-              0);
+        _kel_append(world, zeros.data(), 1023 * 8, 0);
+        _kel_append_6bit_unaligned(world, 0xFC);
+        EXPECT_EQ(world->outRemaining, 1);
+        _kel_append_3bit_unaligned(world, 0xE0);
+    }), 0);
     EXPECT_EQ(world->outRemaining, KEL_ENC_BLOCK) << "the partial octet counts as free";
     EXPECT_EQ(world->bitOffset, 1);
     const Octets out = join();
@@ -122,27 +103,21 @@ TEST_F(BitStream, BlockAndBufferEnds) {
     uint8_t buffer[1] = {0};
     write_to(buffer, 1);
     world->bitOffset = 0;
-    EXPECT_EQ(encode([&] {
-                  _kel_append_7bit_unaligned(world, 0xFE);
-                  _kel_append_3bit_unaligned(world, 0xE0);
-              }),
-              1);
+    EXPECT_EQ(encode([&] { _kel_append_7bit_unaligned(world, 0xFE), _kel_append_3bit_unaligned(world, 0xE0); }), 1);
     EXPECT_NE(std::strstr(world->errMsg, "0001S"), nullptr) << world->errMsg;
 }
 
 TEST_F(BitStream, ReadersStopAtTheEndOfInput) {
-    const Octets one = {0x01};
+    const Octets one = {0x01}, two = {0x01, 0xFF};
     read_from(one, 7);
     EXPECT_EQ(decode([&] { _kel_get_2bit_unaligned(world); }), 4) << "one bit is left, two are asked for";
     EXPECT_NE(std::strstr(world->errMsg, "0081S"), nullptr) << world->errMsg;
 
-    const Octets two = {0x01, 0xFF};
     uint8_t dest[2] = {0, 0};
     read_from(two, 7);
     EXPECT_EQ(decode([&] { _kel_get_bits(world, dest, 10, 0); }), 4);
     EXPECT_EQ(decode([&] { _kel_get_bits(world, dest, 9, 0); }), 0);
-    EXPECT_EQ(dest[0], 0xFF);
-    EXPECT_EQ(dest[1], 0x80);
+    EXPECT_EQ(Octets(dest, dest + 2), (Octets{0xFF, 0x80}));
     EXPECT_EQ(world->inRemaining, 0);
     read_from(two, 7);
     EXPECT_EQ(decode([&] { _kel_get_octet(world, 0); }), 0);
@@ -155,24 +130,22 @@ TEST_F(BitStream, AlignedRulesPadBeforeAlignedItems) {
     world->aligned = 1;
     const uint8_t octet = 0x3C;
     ASSERT_EQ(encode([&] {
-                  _kel_append_3bit_unaligned(world, 0xE0);
-                  _kel_append_8bit_aligned(world, 0x5A);
-                  _kel_append_1bit_unaligned(world, 0x80);
-                  _kel_append(world, &octet, 8, 1);
-              }),
-              0);
-    EXPECT_EQ(Octets(buffer, buffer + 4), (Octets{0xE0, 0x5A, 0x80, 0x3C}));
-
+        _kel_append_3bit_unaligned(world, 0xE0);
+        _kel_append_8bit_aligned(world, 0x5A);
+        _kel_append_1bit_unaligned(world, 0x80);
+        _kel_append(world, &octet, 8, 1);
+    }), 0);
     const Octets input(buffer, buffer + 4);
+    EXPECT_EQ(input, (Octets{0xE0, 0x5A, 0x80, 0x3C}));
+
     read_from(input);
     uint8_t got[3] = {};
     ASSERT_EQ(decode([&] {
-                  _kel_skip_bits(world, 3, 0);
-                  got[0] = _kel_get_octet(world, 1);
-                  got[1] = _kel_get_bit(world, 0);
-                  _kel_get_bits(world, &got[2], 8, 1);
-              }),
-              0);
+        _kel_skip_bits(world, 3, 0);
+        got[0] = _kel_get_octet(world, 1);
+        got[1] = _kel_get_bit(world, 0);
+        _kel_get_bits(world, &got[2], 8, 1);
+    }), 0);
     EXPECT_EQ(Octets(got, got + 3), (Octets{0x5A, 0x80, 0x3C}));
     EXPECT_EQ(world->inRemaining, 0);
 }
@@ -182,13 +155,12 @@ TEST_F(BitStream, CountModeCountsWithoutStoring) {
     world->aligned = 1;
     const Octets data(300, 0xAB);
     ASSERT_EQ(encode([&] {
-                  _kel_append_3bit_unaligned(world, 0xE0);
-                  _kel_append_8bit_aligned(world, 0x5A);    // pads: 2 octets so far
-                  _kel_append_5bit_unaligned(world, 0xF8);
-                  _kel_append(world, data.data(), 2000, 0); // 2005 bits
-                  _kel_append(world, data.data(), 1, 1);    // pads, then 1 bit
-              }),
-              0);
+        _kel_append_3bit_unaligned(world, 0xE0);
+        _kel_append_8bit_aligned(world, 0x5A);    // pads: 2 octets so far
+        _kel_append_5bit_unaligned(world, 0xF8);
+        _kel_append(world, data.data(), 2000, 0); // 2005 bits
+        _kel_append(world, data.data(), 1, 1);    // pads, then 1 bit
+    }), 0);
     EXPECT_EQ(world->encLength, 2u + 250u + 1u);
     EXPECT_EQ(world->bitOffset, 1);
     EXPECT_EQ(world->outPos, nullptr);
@@ -221,14 +193,9 @@ TEST_F(BitStream, RandomBitsRoundTrip) {
     }
     write_to_library();
     ASSERT_EQ(encode([&] {
-                  for (const Item &item : items) {
-                      if (item.fixed)
-                          kAppend[item.bits](world, item.data[0]);
-                      else
-                          _kel_append(world, item.data.data(), item.bits, 0);
-                  }
-              }),
-              0);
+        for (const Item &item : items)
+            item.fixed ? kAppend[item.bits](world, item.data[0]) : _kel_append(world, item.data.data(), item.bits, 0);
+    }), 0);
     const Octets out = join();
     ASSERT_GT(out.size(), 4u * KEL_ENC_BLOCK);
     ASSERT_EQ(out, expected);
@@ -239,36 +206,42 @@ TEST_F(BitStream, RandomBitsRoundTrip) {
         const bool skip = i % 5 == 0;
         Octets back(item.data.size() + 1, 0xEE);
         ASSERT_EQ(decode([&] {
-                      if (item.fixed && skip)
-                          kSkip[item.bits](world);
-                      else if (item.fixed)
-                          back[0] = kGet[item.bits](world);
-                      else if (skip)
-                          _kel_skip_bits(world, item.bits, 0);
-                      else
-                          _kel_get_bits(world, back.data(), item.bits, 0);
-                  }),
-                  0);
+            if (item.fixed && skip)
+                kSkip[item.bits](world);
+            else if (item.fixed)
+                back[0] = kGet[item.bits](world);
+            else if (skip)
+                _kel_skip_bits(world, item.bits, 0);
+            else
+                _kel_get_bits(world, back.data(), item.bits, 0);
+        }), 0);
         EXPECT_EQ(back.back(), 0xEE) << "no store behind the bits";
         back.pop_back();
+        Octets want = item.data; // with the bits behind the end cleared
+        want.back() &= static_cast<uint8_t>(0xFF00 >> ((item.bits - 1) % 8 + 1));
         if (!skip) {
-            ASSERT_EQ(back, leading_bits(item.data, item.bits)) << "item " << i;
+            ASSERT_EQ(back, want) << "item " << i;
         }
     }
     EXPECT_EQ(world->inRemaining, world->bitOffset ? 1 : 0);
 }
 
 TEST(IntHelpers, Counts) {
-    for (auto [value, octets] : {std::pair<int64_t, int>{0, 1}, {127, 1}, {128, 2}, {-128, 1},
-                                 {-129, 2}, {INT64_MIN, 8}, {INT64_MAX, 8}})
-        EXPECT_EQ(_kel_intbytes(value), octets) << value;
-    EXPECT_EQ(_kel_uintbytes(0x80), 2);
-    EXPECT_EQ(_kel_uintbytes(UINT64_MAX), 9);
-    EXPECT_EQ(_kel_numbytes(0), 1);
-    EXPECT_EQ(_kel_numbytes(256), 2);
-    EXPECT_EQ(_kel_numbytes(INT32_MIN), 4);
-    EXPECT_EQ(_kel_numbits(0), 0);
-    EXPECT_EQ(_kel_numbits(0x80000000u), 32);
+    const struct {
+        const char *what;
+        int64_t value;
+        int got, expected;
+    } rows[] = {
+        {"intbytes", 0, _kel_intbytes(0), 1}, {"intbytes", 127, _kel_intbytes(127), 1},
+        {"intbytes", 128, _kel_intbytes(128), 2}, {"intbytes", -128, _kel_intbytes(-128), 1},
+        {"intbytes", -129, _kel_intbytes(-129), 2}, {"intbytes", INT64_MIN, _kel_intbytes(INT64_MIN), 8},
+        {"intbytes", INT64_MAX, _kel_intbytes(INT64_MAX), 8}, {"uintbytes", 0x80, _kel_uintbytes(0x80), 2},
+        {"uintbytes", -1, _kel_uintbytes(UINT64_MAX), 9}, {"numbytes", 0, _kel_numbytes(0), 1},
+        {"numbytes", 256, _kel_numbytes(256), 2}, {"numbytes", INT32_MIN, _kel_numbytes(INT32_MIN), 4},
+        {"numbits", 0, _kel_numbits(0), 0}, {"numbits", 0x80000000, _kel_numbits(0x80000000u), 32},
+    };
+    for (const auto &r : rows)
+        EXPECT_EQ(r.got, r.expected) << r.what << " " << r.value;
 }
 
 TEST(IntHelpers, IntegersInMemory) {
