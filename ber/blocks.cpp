@@ -128,8 +128,15 @@ void put_forward(KelGlobal *world, unsigned char **pos, int32_t *rem, const unsi
     }
 }
 
+// Copies the used part of an output block: its count, items and link.
+void copy_queue(KelOutBlock &to, const KelOutBlock &from) {
+    to.count = from.count;
+    std::memcpy(to.items, from.items, static_cast<size_t>(from.count) * sizeof from.items[0]);
+    to.next = from.next;
+}
+
 void restore_saved_state(KelGlobal *world, BlockFrame *frame) {
-    world->outQueue = frame->savedQueue;
+    copy_queue(world->outQueue, frame->savedQueue);
     world->outQueueTail = frame->savedTail;
     world->memTotal = frame->savedMemTotal;
     world->userBuffer = static_cast<uint8_t>(frame->savedUserBuffer);
@@ -180,7 +187,7 @@ void _kel_beginBlock(KelGlobal *world, uint32_t count, unsigned char **pos, int3
     frame->forward = world->encRules != KEL_DER;
     if (count)
         frame->items = static_cast<KelBuf *>(allocate(world, uint64_t{count} * sizeof(KelBuf)));
-    frame->savedQueue = world->outQueue;
+    copy_queue(frame->savedQueue, world->outQueue);
     frame->savedTail = world->outQueueTail;
     frame->savedPos = *pos;
     frame->savedRem = *rem;

@@ -17,16 +17,42 @@
 
 namespace {
 
-// Class c holds blocks with room for at least 8 * c octets, c = 1..kClasses.
-// The allocator's own sizes are coarser (glibc's usable sizes step by 16), so
-// a request looks in its own class and the next kProbes - 1 above it.
-constexpr size_t kClassStep = 8;
-constexpr size_t kClasses = 32;
+// Class c holds blocks with room for at least capacity(c) octets: steps of 8
+// up to 256 (decoded pieces), then steps of 64 up to 2048 (encoder blocks
+// and the frames of sorted SET OF values).  The allocator's own sizes are
+// coarser than the classes (glibc's usable sizes step by 16), so a request
+// looks in its own class and the next kProbes - 1 above it.
+constexpr size_t kFineStep = 8;
+constexpr size_t kFineLimit = 256;
+constexpr size_t kCoarseStep = 64;
+constexpr size_t kLargestCached = 2048;
+constexpr size_t kFineClasses = kFineLimit / kFineStep;
+constexpr size_t kClasses = kFineClasses + (kLargestCached - kFineLimit) / kCoarseStep;
 constexpr size_t kProbes = 3;
-constexpr size_t kLargestCached = kClassStep * kClasses;
 // Blocks kept per class: enough for the pieces of a large record, small
-// enough that a world never holds more than a few tens of kilobytes.
-constexpr uint32_t kDepth = 48;
+// enough that a world never holds more than some tens of kilobytes.
+constexpr uint32_t kDepth = 32;
+
+// The smallest class whose blocks hold `size` octets (1 to kLargestCached).
+constexpr size_t class_for_request(size_t size) {
+    return size <= kFineLimit ? (size + kFineStep - 1) / kFineStep
+                              : kFineClasses + (size - kFineLimit + kCoarseStep - 1) / kCoarseStep;
+}
+
+// The octets that every block of class c holds.
+constexpr size_t capacity(size_t c) {
+    return c <= kFineClasses ? c * kFineStep : kFineLimit + (c - kFineClasses) * kCoarseStep;
+}
+
+// The largest class that a block of `usable` octets can serve.
+constexpr size_t class_of_block(size_t usable) {
+    return usable <= kFineLimit ? usable / kFineStep
+                                : kFineClasses + (usable - kFineLimit) / kCoarseStep;
+}
+
+static_assert(class_for_request(kLargestCached) == kClasses);
+static_assert(class_of_block(capacity(class_for_request(300))) == class_for_request(300));
+static_assert(class_of_block(319) < class_for_request(320));
 
 } // namespace
 
@@ -51,10 +77,13 @@ KelPieceCache *cache_of(const KelGlobal *world) {
 void *kel_default_getmem(KelGlobal *world, size_t size) {
     if (size - 1 < kLargestCached) {
         if (KelPieceCache *cache = cache_of(world)) {
-            const size_t first = (size + kClassStep - 1) / kClassStep;
+            const size_t first = class_for_request(size);
             for (size_t c = first; c < first + kProbes; ++c)
                 if (cache->count[c])
                     return cache->blocks[c][--cache->count[c]];
+            // A new block gets the whole capacity of its class, so that it
+            // serves this size again once it has been freed.
+            return world->mallocp(capacity(first));
         }
     }
     return world->mallocp(size);
@@ -63,7 +92,7 @@ void *kel_default_getmem(KelGlobal *world, size_t size) {
 void kel_default_freemem(KelGlobal *world, void *p) {
     if (p) {
         if (KelPieceCache *cache = cache_of(world)) {
-            const size_t c = malloc_usable_size(p) / kClassStep;
+            const size_t c = class_of_block(malloc_usable_size(p));
             if (c - 1 < kClasses + kProbes - 1 && cache->count[c] < kDepth) {
                 cache->blocks[c][cache->count[c]++] = p;
                 return;

@@ -482,7 +482,7 @@ TEST_F(MemoryHandle, CleanKeepsBlocksAndStatPrintsByLevel) {
 TEST(PieceCache, ReusedBlocksHoldTheRequestAndStayMallocBlocks) {
     kel_test::BriefWorld a, b;
     std::vector<void *> blocks;
-    for (size_t n = 1; n <= 300; ++n) {
+    for (size_t n = 1; n <= 2100; n += n < 300 ? 1 : 37) {
         void *p = kelGetMemory(a.get(), n);
         std::memset(p, 0x5A, n);
         blocks.push_back(p);
@@ -492,7 +492,7 @@ TEST(PieceCache, ReusedBlocksHoldTheRequestAndStayMallocBlocks) {
     blocks.clear();
     // Every size again, largest first, so that small requests meet blocks
     // of the classes above them: each must still hold the full request.
-    for (size_t n = 300; n >= 1; --n) {
+    for (size_t n = 2100; n >= 1; n -= n <= 300 ? 1 : 37) {
         auto *p = static_cast<unsigned char *>(kelGetMemory(a.get(), n));
         ASSERT_GE(malloc_usable_size(p), n);
         std::memset(p, 0xA5, n);
