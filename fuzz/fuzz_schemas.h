@@ -55,7 +55,7 @@ inline const Schema schemas[] = {
     table_schema<kel_tags_explicit_codefile>(),
     table_schema<kel_tags_implicit_codefile>(),
     table_schema<kel_personnel_a1_codefile>(),
-    table_schema<kel_personnel_a2_codefile>(),
+    table_schema<kel_personnel_a2_codefile>("PersonnelRecordA2"),
     table_schema<kel_personnel_a3_codefile>(),
     table_schema<kel_open_types_codefile>(),
     table_schema<kel_ext_groups_a4_codefile>(),
