@@ -38,13 +38,14 @@ inline void check_end_of_contents(KelGlobal *world, unsigned char **pos, int32_t
 }
 
 // Measures the item at the position without moving it: the size of its
-// whole TLV, or -1 when an indefinite enclosing value (`length` negative)
-// ends there.
-int32_t measure_item(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length) {
+// whole TLV, or -1 when end-of-contents octets stand there.
+int32_t measure_item(KelGlobal *world, unsigned char **pos, int32_t *rem) {
     unsigned char *p = *pos;
     int32_t r = *rem;
-    const uint16_t tag = _kel_dec_tag(world, &p, &r);
-    if (tag == 0 && length < 0) {
+    // The tag of end-of-contents begins no item, in an indefinite value or
+    // in a definite one: taken as an item it would make the value's CER
+    // encoding (indefinite throughout) unreadable.
+    if (_kel_dec_tag(world, &p, &r) == 0) {
         check_end_of_contents(world, &p, &r);
         return -1;
     }
@@ -64,7 +65,7 @@ unsigned char *take_octets(KelGlobal *world, unsigned char **pos, int32_t *rem, 
 int32_t take_item(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                   unsigned char **value, uint32_t strictFlags, int emptyMessage) {
     *value = nullptr;
-    const int32_t size = length == 0 ? -1 : measure_item(world, pos, rem, length);
+    const int32_t size = length == 0 ? -1 : measure_item(world, pos, rem);
     if (size < 0) {
         if (world->decodingFlags & strictFlags)
             _kel_enc_error(world, emptyMessage, 0);
@@ -207,14 +208,9 @@ int32_t _kel_dec_opentype(KelGlobal *world, unsigned char **pos, int32_t *rem, i
 
 int32_t _kel_dec_new_opentype(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                               KelBuf *value) {
-    int32_t size;
-    if (length == 0 && !absent_open_type_is_zero_length(world)) {
-        // Older code files hand 0 for a present item too: it is read whole.
-        size = measure_item(world, pos, rem, length);
-        value->value = take_octets(world, pos, rem, size);
-    } else {
-        size = take_item(world, pos, rem, length, &value->value, kOpenTypeStrict, kMsgOpenTypeEmpty);
-    }
+    // Older code files hand 0 for a present item too: it is read whole.
+    const int32_t readAs = length == 0 && !absent_open_type_is_zero_length(world) ? -1 : length;
+    const int32_t size = take_item(world, pos, rem, readAs, &value->value, kOpenTypeStrict, kMsgOpenTypeEmpty);
     value->length = static_cast<uint32_t>(size);
     return size;
 }

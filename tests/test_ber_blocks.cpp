@@ -255,10 +255,19 @@ TEST_F(BerItems, AnyAndOpenTypes) {
     EXPECT_NE(std::strstr(world->errMsg, "0090E"), nullptr);
     world->decodingFlags = 0;
 
+    // End-of-contents octets are never an item, whatever the enclosing
+    // length: 00 80 ... inside a definite value would make its CER
+    // re-encoding unreadable.
     const Octets badEnd = {0x00, 0x01, 0xAA};
-    read_from(badEnd);
-    EXPECT_EQ(decode([&] { _kel_dec_uany(world, &in, &inRem, -1, &any); }), 5);
-    EXPECT_NE(std::strstr(world->errMsg, "0028E"), nullptr);
+    const Octets eocTagged = {0x00, 0x80, 0x00, 0x00};
+    for (int32_t enclosing : {-1, 4}) {
+        read_from(badEnd);
+        EXPECT_EQ(decode([&] { _kel_dec_uany(world, &in, &inRem, enclosing, &any); }), 5);
+        EXPECT_NE(std::strstr(world->errMsg, "0028E"), nullptr);
+        read_from(eocTagged);
+        EXPECT_EQ(decode([&] { _kel_dec_opentype(world, &in, &inRem, enclosing, &open); }), 5);
+        EXPECT_NE(std::strstr(world->errMsg, "0028E"), nullptr);
+    }
 
     read_from(item);
     ASSERT_EQ(decode([&] { EXPECT_EQ(_kel_dec_opentype(world, &in, &inRem, -1, &open), 5); }), 0);

@@ -141,6 +141,13 @@ TEST_F(CodefileBer, FailuresComeBackAsReturnCodes) {
     EXPECT_EQ(encode("Int", &wide, out, true, 4), 1) << "caller's buffer too small";
     KelBuf buf{0, nullptr};
     EXPECT_EQ(kelEncode(&world_, 99, &value, &buf), 3) << "PDU number out of range";
+
+    // Found by fuzzing: an open type holding end-of-contents octets decoded
+    // from a definite [1], whose CER re-encoding then couldn't be read.
+    open(&kel_open_types_codefile);
+    const Bytes eocAsOpenType = hex("3080308080035500" "10a1040080000000" "0000000000");
+    EXPECT_EQ(decode("AttributeList", eocAsOpenType, &value, 1, false), 5);
+    EXPECT_NE(std::strstr(world_.errMsg, "0028E"), nullptr) << world_.errMsg;
 }
 
 TEST_F(CodefileBer, ExplicitAndLongTags) {
