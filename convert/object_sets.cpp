@@ -127,7 +127,53 @@ int mark_removed(KelWorldExt *ext, KelInfoObjectSetEntry &e, size_t index) {
     return kOk;
 }
 
+// A copy of `source`'s run-time list, in order, from the world's memory;
+// nodes copied before a failing allocation stay linked.
+int copy_runtime_list(KelWorldExt *ext, KelInfoObjectSetEntry &e, const RuntimeNode *source) {
+    RuntimeNode *tail = nullptr;
+    for (; source; source = source->next) {
+        auto *copy = static_cast<RuntimeNode *>(ext->extMalloc(sizeof(RuntimeNode)));
+        if (!copy)
+            return kNoMemory;
+        *copy = {nullptr, source->object, tail};
+        if (tail)
+            tail->next = copy;
+        else
+            e.runtime = reinterpret_cast<KelInfoObjectNode *>(copy);
+        tail = copy;
+    }
+    return kOk;
+}
+
 } // namespace
+
+int kel_copy_object_set_lists(KelWorldExt *ext) {
+    KelObjectSetTable &table = ext->xobjSetTable;
+    auto *entries = static_cast<KelInfoObjectSetEntry *>(table.entries);
+    // Take every shared list out first, so that a failure leaves the table
+    // holding only what this world owns.
+    for (uint32_t i = 0; i < table.count; ++i) {
+        KelInfoObjectSetEntry &e = entries[i];
+        const auto *shared = reinterpret_cast<const RuntimeNode *>(e.runtime);
+        const unsigned char *sharedRemoved = e.removed;
+        e.runtime = nullptr;
+        e.removed = nullptr;
+        int code = copy_runtime_list(ext, e, shared);
+        if (code == kOk && sharedRemoved) {
+            const size_t bytes = e.generatedCount ? (e.generatedCount + 7) / 8 : 1;
+            if ((e.removed = static_cast<unsigned char *>(ext->extMalloc(bytes))))
+                std::memcpy(e.removed, sharedRemoved, bytes);
+            else
+                code = kNoMemory;
+        }
+        if (code != kOk) {
+            for (uint32_t j = i + 1; j < table.count; ++j)
+                entries[j].runtime = nullptr, entries[j].removed = nullptr;
+            return code;
+        }
+    }
+    return kOk;
+}
 
 extern "C" {
 

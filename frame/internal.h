@@ -31,6 +31,11 @@ struct KelObjectSetTable {
     uint32_t flags;
 };
 
+// Gives a duplicated world its own copies of the run-time object lists and
+// removal maps that its table, copied from the source, still shares; 8 when
+// memory runs out, with the table then holding only what was copied.
+int kel_copy_object_set_lists(KelWorldExt *ext);
+
 typedef int (*KelPostHook)(KelGlobal *world, int message, void *a, void *b);
 
 // The world's private extension, allocated by kelinit and freed by kelterm.

@@ -256,8 +256,10 @@ int kelDupWorld(KelGlobal *source, KelGlobal *copy) {
         ext->xobjSetTable.entries = ext->extMalloc(bytes);
         if (!ext->xobjSetTable.entries)
             result = kRcOutOfMemory;
-        else
+        else {
             std::memcpy(ext->xobjSetTable.entries, sets.entries, bytes);
+            result = kel_copy_object_set_lists(ext);
+        }
     }
     auto *ctl = static_cast<KelControlTable *>(source->ctlTbl);
     if (!result) {

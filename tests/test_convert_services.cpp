@@ -108,6 +108,36 @@ TEST_F(ObjectSets, AllocationFailures) {
     EXPECT_EQ(ids(KEL_OBJSET_EMPTY), std::vector<int>{});
 }
 
+// A duplicated world owns copies of the source's run-time lists and removal
+// maps: either world changes and closes on its own, and a duplicate that
+// runs out of memory part way leaves nothing behind.
+TEST_F(ObjectSets, DuplicateOwnsItsLists) {
+    ASSERT_EQ(kelRemoveInfoObject(&world, KEL_OBJSET_LETTERS, &objects[1]), 0);
+    ASSERT_EQ(kelAddInfoObject(&world, KEL_OBJSET_EMPTY, &fresh[0]), 0);
+    for (long k = 1;; ++k) {
+        KelGlobal copy{};
+        CountingAllocator::reset(k);
+        const long live = CountingAllocator::live;
+        const int code = kelDupWorld(&world, &copy);
+        CountingAllocator::reset();
+        if (code == 8) {
+            EXPECT_EQ(CountingAllocator::live, live) << "allocation " << k;
+            continue;
+        }
+        ASSERT_EQ(code, 0);
+        std::swap(copy, world);
+        EXPECT_EQ(ids(KEL_OBJSET_LETTERS), (std::vector<int>{1, 3}));
+        EXPECT_EQ(ids(KEL_OBJSET_EMPTY), std::vector<int>{5});
+        EXPECT_EQ(kelAddInfoObject(&world, KEL_OBJSET_EMPTY, &fresh[1]), 0);
+        EXPECT_EQ(kelRemoveInfoObject(&world, KEL_OBJSET_LETTERS, &objects[0]), 0);
+        std::swap(copy, world);
+        kelterm(&copy);
+        EXPECT_EQ(ids(KEL_OBJSET_LETTERS), (std::vector<int>{1, 3}));
+        EXPECT_EQ(ids(KEL_OBJSET_EMPTY), std::vector<int>{5});
+        break;
+    }
+}
+
 TEST(CompressionPrefix, ReadsTwoNumbers) {
     struct Case { Bytes input; int code; uint64_t first, second; uint32_t consumed; } cases[] = {
         {{0x81, 0x00, 0x05, 0xAA}, 0, 128, 5, 3}, {{0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}, 0, 127, 0x7FFFFFFFFull, 6},

@@ -151,24 +151,26 @@ TEST_F(World, DuplicateKeepsSettingsWithoutInit) {
 TEST_F(World, ObjectSetTableIsCopiedAndReleased) {
     KelGlobal world, copy;
     ASSERT_EQ(kelinit(&world, &kel_probe_table), 0);
-    // Entries of four words: the second heads a chain, the third is owned.
+    // Entries of four words: the second heads a chain of run-time nodes
+    // {next, object, previous}, the third is an owned map of as many bits
+    // as the fourth says.
     void *entries[2][4] = {};
-    void **node2 = static_cast<void **>(mallocp(sizeof(void *)));
-    *node2 = nullptr;
-    void **node1 = static_cast<void **>(mallocp(sizeof(void *)));
-    *node1 = node2;
+    void **node2 = static_cast<void **>(mallocp(3 * sizeof(void *)));
+    void **node1 = static_cast<void **>(mallocp(3 * sizeof(void *)));
+    node1[0] = node2, node1[1] = &world, node1[2] = nullptr;
+    node2[0] = nullptr, node2[1] = &copy, node2[2] = node1;
     entries[0][1] = node1;
-    entries[0][2] = mallocp(16);
-    entries[1][2] = mallocp(16);
+    for (auto &entry : entries) {
+        entry[2] = std::memset(mallocp(16), 0, 16);
+        entry[3] = reinterpret_cast<void *>(uintptr_t{128});
+    }
     ASSERT_EQ(kelInitXObjectSetTable(&world, 8, entries, entries, 2, 1), 0);
     EXPECT_EQ(world.ext->xobjSetTable.count, 2u);
     EXPECT_NE(world.ext->xobjSetTable.entries, static_cast<void *>(entries)) << "a private copy";
 
     ASSERT_EQ(kelDupWorld(&world, &copy), 0);
     EXPECT_NE(copy.ext->xobjSetTable.entries, world.ext->xobjSetTable.entries);
-    // The nodes are shared: only the copy's array goes with the copy.
-    copy.ext->xobjSetTable.count = 0;
-    kelterm(&copy);
+    kelterm(&copy); // its own copies of the chain and the owned words
     kelterm(&world); // releases the chain, the owned words and the table
 }
 
