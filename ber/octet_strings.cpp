@@ -60,6 +60,18 @@ unsigned char *copy_to_piece(KelGlobal *world, StringContents *contents, uint32_
     return piece;
 }
 
+// _kel_dec_nstr_ptr of a constructed string, apart so that the primitive
+// case needs no room for the segment list.
+[[gnu::noinline]] int32_t nstr_ptr_from_segments(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                                 int32_t length, unsigned char **value, int32_t limit) {
+    StringContents contents;
+    const uint32_t octets = take_bounded(world, pos, rem, length, &contents, limit, kMsgSizeViolated);
+    unsigned char *piece = copy_to_piece(world, &contents, octets + 1, 0);
+    piece[octets] = 0;
+    *value = piece;
+    return static_cast<int32_t>(octets);
+}
+
 int32_t decode_unbounded(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                          unsigned char **value, int32_t limit) {
     StringContents contents;
@@ -188,24 +200,18 @@ int32_t _kel_dec_nstr(KelGlobal *world, unsigned char **pos, int32_t *rem, int32
 
 int32_t _kel_dec_nstr_ptr(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                           unsigned char **value, int32_t limit) {
-    if (!world->bitOffset) {
-        // A primitive string, the common case: one copy straight from the input.
-        const unsigned char *start = take_contents(world, pos, rem, length);
-        const auto octets = static_cast<uint32_t>(length);
-        if (limit != 0)
-            check_limit(world, octets, limit, kMsgSizeViolated);
-        auto *piece = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, octets + 1));
-        std::memcpy(piece, start, octets);
-        piece[octets] = 0;
-        *value = piece;
-        return length;
-    }
-    StringContents contents;
-    const uint32_t octets = take_bounded(world, pos, rem, length, &contents, limit, kMsgSizeViolated);
-    unsigned char *piece = copy_to_piece(world, &contents, octets + 1, 0);
+    if (world->bitOffset)
+        return nstr_ptr_from_segments(world, pos, rem, length, value, limit);
+    // A primitive string, the common case: one copy straight from the input.
+    const unsigned char *start = take_contents(world, pos, rem, length);
+    const auto octets = static_cast<uint32_t>(length);
+    if (limit != 0)
+        check_limit(world, octets, limit, kMsgSizeViolated);
+    auto *piece = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, octets + 1));
+    std::memcpy(piece, start, octets);
     piece[octets] = 0;
     *value = piece;
-    return static_cast<int32_t>(octets);
+    return length;
 }
 
 int32_t _kel_dec_pstr(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
