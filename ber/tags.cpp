@@ -92,6 +92,13 @@ uint16_t match_to_class_number(uint32_t tag) {
         _kel_enc_error(world, kel::kMsgTagMismatch, static_cast<uint32_t>(expected) << 16 | found);
 }
 
+// _kel_dec_tag_length where the quick one-octet match didn't settle the tag.
+[[gnu::noinline]] int32_t matched_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                             uint32_t tag) {
+    match_tag(world, pos, rem, tag);
+    return _kel_dec_tag_length(world, pos, rem, 0);
+}
+
 // A tag of the high-tag-number form at the input position, whose first
 // octet _kel_dec_tag has looked at.
 [[gnu::noinline]] uint16_t long_tag(KelGlobal *world, unsigned char **pos, int32_t *rem) {
@@ -239,14 +246,10 @@ int32_t _kel_dec_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
         world->bitOffset = first & 0x20;
         // A one-octet tag that matches, the common case, is checked here;
         // anything else goes through the full reader.
-        if (((first ^ tag) & 0xDF) != 0 || (tag & 0x1F) == 0x1F) {
-            match_tag(world, pos, rem, tag);
-            p = *pos;
-            r = *rem;
-        } else {
-            ++p;
-            --r;
-        }
+        if (((first ^ tag) & 0xDF) != 0 || (tag & 0x1F) == 0x1F)
+            return matched_tag_length(world, pos, rem, tag);
+        ++p;
+        --r;
     }
     if (r <= 0)
         end_of_input(world);
