@@ -30,6 +30,9 @@ struct BlockFrame {
 static_assert(sizeof(BlockFrame) == 288);
 #endif
 
+// itemCount of a block of at most one element, which is written in place.
+constexpr int32_t kPassThrough = -1;
+
 // Fewer octets than this are copied by a byte loop.
 constexpr uint32_t kByteLoopLimit = 11;
 
@@ -184,6 +187,12 @@ void _kel_beginBlock(KelGlobal *world, uint32_t count, unsigned char **pos, int3
     auto *frame = static_cast<BlockFrame *>(allocate(world, sizeof(BlockFrame)));
     frame->previous = static_cast<BlockFrame *>(world->blockFrames);
     world->blockFrames = frame;
+    if (count <= 1) {
+        // Nothing to sort: the element goes straight to the output, as under
+        // the other rules; the frame only keeps nested blocks apart.
+        frame->itemCount = kPassThrough;
+        return;
+    }
     frame->forward = world->encRules != KEL_DER;
     if (count)
         frame->items = static_cast<KelBuf *>(allocate(world, uint64_t{count} * sizeof(KelBuf)));
@@ -205,7 +214,7 @@ void _kel_beginBlock(KelGlobal *world, uint32_t count, unsigned char **pos, int3
 
 void _kel_nextItem(KelGlobal *world, int32_t *rem) {
     BlockFrame *frame = open_frame(world);
-    if (!frame)
+    if (!frame || frame->itemCount == kPassThrough)
         return;
     // Called ahead of every element: the first call finds none finished.
     if (frame->itemCount > 0)
@@ -218,6 +227,10 @@ void _kel_endBlock(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t 
     BlockFrame *frame = open_frame(world);
     if (!frame)
         return;
+    if (frame->itemCount == kPassThrough) {
+        release_frame(world, frame);
+        return;
+    }
     const uint32_t n = static_cast<uint32_t>(frame->itemCount);
     if (n) {
         take_item(world, frame, *rem);

@@ -149,15 +149,17 @@ TEST_F(BerBlocks, CallersBufferTakesSortedItemsOrOverflowsAtTheEnd) {
 }
 
 TEST_F(BerBlocks, FailureInsideNestedBlocksReleasesEverything) {
-    // SET OF { SET OF {...}, SET OF {...} }, failing at every allocation in turn.
+    // SET OF { SET OF {...}, SET OF {...}, SET OF {one} }, failing at every
+    // allocation in turn; the block of one element is written in place.
     auto nested = [&] {
-        _kel_beginBlock(world, 2, &pos, &rem);
-        for (int outer = 0; outer < 2; ++outer) {
+        _kel_beginBlock(world, 3, &pos, &rem);
+        for (int outer = 0; outer < 3; ++outer) {
+            const std::vector<uint8_t> inners = outer < 2 ? std::vector<uint8_t>{3, 1, 2} : std::vector<uint8_t>{0};
             _kel_nextItem(world, &rem);
-            _kel_beginBlock(world, 3, &pos, &rem);
-            for (uint8_t inner : {3, 1, 2}) {
+            _kel_beginBlock(world, static_cast<uint32_t>(inners.size()), &pos, &rem);
+            for (uint8_t inner : inners) {
                 _kel_nextItem(world, &rem);
-                uint8_t e[2] = {static_cast<uint8_t>(outer), inner};
+                uint8_t e[2] = {static_cast<uint8_t>(outer % 2), inner};
                 _kel_write_bytes_d(world, &pos, &rem, e, 2);
             }
             _kel_endBlock(world, &pos, &rem, 0);
@@ -185,7 +187,7 @@ TEST_F(BerBlocks, FailureInsideNestedBlocksReleasesEverything) {
         EXPECT_EQ(world->blockFrames, nullptr);
         return code;
     });
-    EXPECT_EQ(out, Octets({0, 1, 0, 2, 0, 3, 1, 1, 1, 2, 1, 3}));
+    EXPECT_EQ(out, Octets({0, 0, 0, 1, 0, 2, 0, 3, 1, 1, 1, 2, 1, 3}));
 }
 
 struct BerItems : BerBlocks {
