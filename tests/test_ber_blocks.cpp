@@ -153,13 +153,16 @@ TEST_F(BerBlocks, FailureInsideNestedBlocksReleasesEverything) {
     // allocation in turn; the block of one element is written in place.
     auto nested = [&] {
         _kel_beginBlock(world, 3, &pos, &rem);
+        // Plain arrays: a failure jumps over this body.
+        static const uint8_t three[] = {3, 1, 2}, one[] = {0};
         for (int outer = 0; outer < 3; ++outer) {
-            const std::vector<uint8_t> inners = outer < 2 ? std::vector<uint8_t>{3, 1, 2} : std::vector<uint8_t>{0};
+            const uint8_t *inners = outer < 2 ? three : one;
+            const uint32_t count = outer < 2 ? 3 : 1;
             _kel_nextItem(world, &rem);
-            _kel_beginBlock(world, static_cast<uint32_t>(inners.size()), &pos, &rem);
-            for (uint8_t inner : inners) {
+            _kel_beginBlock(world, count, &pos, &rem);
+            for (uint32_t i = 0; i < count; ++i) {
                 _kel_nextItem(world, &rem);
-                uint8_t e[2] = {static_cast<uint8_t>(outer % 2), inner};
+                uint8_t e[2] = {static_cast<uint8_t>(outer % 2), inners[i]};
                 _kel_write_bytes_d(world, &pos, &rem, e, 2);
             }
             _kel_endBlock(world, &pos, &rem, 0);
