@@ -81,6 +81,20 @@ template <class Visit> void *find(const Sets &sets, int set, Visit visit) {
     return nullptr;
 }
 
+// Appends a node for `object` behind `tail` (or as the head) of a set's
+// run-time list; null when memory runs out.
+RuntimeNode *append_node(KelWorldExt *ext, KelInfoObjectSetEntry &e, RuntimeNode *tail, void *object) {
+    auto *node = static_cast<RuntimeNode *>(ext->extMalloc(sizeof(RuntimeNode)));
+    if (!node)
+        return nullptr;
+    *node = {nullptr, object, tail};
+    if (tail)
+        tail->next = node;
+    else
+        e.runtime = reinterpret_cast<KelInfoObjectNode *>(node);
+    return node;
+}
+
 // Makes the run-time list of a set that has none from the generated nodes
 // that aren't marked removed, keeping their order, then empties the
 // generated head.  Nodes copied before a failing allocation stay on the
@@ -88,19 +102,9 @@ template <class Visit> void *find(const Sets &sets, int set, Visit visit) {
 int copy_generated(KelWorldExt *ext, KelInfoObjectSetEntry &e) {
     RuntimeNode *tail = nullptr;
     size_t index = 0;
-    for (KelInfoObjectNode *node = e.generated; node; node = node->next, ++index) {
-        if (removed(e, index))
-            continue;
-        auto *copy = static_cast<RuntimeNode *>(ext->extMalloc(sizeof(RuntimeNode)));
-        if (!copy)
+    for (KelInfoObjectNode *node = e.generated; node; node = node->next, ++index)
+        if (!removed(e, index) && !(tail = append_node(ext, e, tail, node->object)))
             return kNoMemory;
-        *copy = {nullptr, node->object, tail};
-        if (tail)
-            tail->next = copy;
-        else
-            e.runtime = reinterpret_cast<KelInfoObjectNode *>(copy);
-        tail = copy;
-    }
     e.generated = nullptr;
     return kOk;
 }
@@ -131,17 +135,9 @@ int mark_removed(KelWorldExt *ext, KelInfoObjectSetEntry &e, size_t index) {
 // nodes copied before a failing allocation stay linked.
 int copy_runtime_list(KelWorldExt *ext, KelInfoObjectSetEntry &e, const RuntimeNode *source) {
     RuntimeNode *tail = nullptr;
-    for (; source; source = source->next) {
-        auto *copy = static_cast<RuntimeNode *>(ext->extMalloc(sizeof(RuntimeNode)));
-        if (!copy)
+    for (; source; source = source->next)
+        if (!(tail = append_node(ext, e, tail, source->object)))
             return kNoMemory;
-        *copy = {nullptr, source->object, tail};
-        if (tail)
-            tail->next = copy;
-        else
-            e.runtime = reinterpret_cast<KelInfoObjectNode *>(copy);
-        tail = copy;
-    }
     return kOk;
 }
 
@@ -150,8 +146,9 @@ int copy_runtime_list(KelWorldExt *ext, KelInfoObjectSetEntry &e, const RuntimeN
 int kel_copy_object_set_lists(KelWorldExt *ext) {
     KelObjectSetTable &table = ext->xobjSetTable;
     auto *entries = static_cast<KelInfoObjectSetEntry *>(table.entries);
-    // Take every shared list out first, so that a failure leaves the table
-    // holding only what this world owns.
+    // Each entry lets go of the shared list before copying it; a failure
+    // also lets go of the entries not yet reached, so that the table holds
+    // only what this world owns.
     for (uint32_t i = 0; i < table.count; ++i) {
         KelInfoObjectSetEntry &e = entries[i];
         const auto *shared = reinterpret_cast<const RuntimeNode *>(e.runtime);

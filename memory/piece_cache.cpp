@@ -5,10 +5,10 @@
 // given back on its own; the C library keeps only a few freed blocks per size
 // for quick reuse, so a record of a dozen strings spills into its slower
 // paths on every decode.  While the world's raw slots are the C library's
-// malloc and free, freeMem therefore keeps small blocks in per-size lists
+// malloc and free, freeMem therefore keeps small blocks in per-size stacks
 // and getMem hands them out again.  The blocks stay ordinary malloc blocks:
 // freeing one with free(), or through another world, remains correct.  The
-// lists go back to the C library when the world closes.
+// blocks go back to the C library when the world closes.
 #include <malloc.h>
 
 #include <cstdlib>
