@@ -19,6 +19,7 @@ struct BerFamily {
         output->value = world->outPos;
         output->length = static_cast<uint32_t>(world->outRemaining);
     }
+    static void finish_decoding(KelGlobal *, KelBuf *) {}
 };
 
 } // namespace

@@ -7,6 +7,8 @@
 //   static KelEncodeFn encoder(KelGlobal *)  / KelDecodeFn decoder(KelGlobal *)
 //   static int check_version(KelGlobal *)    0, or the code after reporting
 //   static void finish_encoding(KelGlobal *, KelBuf *output)
+//   static void finish_decoding(KelGlobal *, KelBuf *input)  after the call
+//                                   and the count of octets read
 #pragma once
 
 #include <csetjmp>
@@ -179,6 +181,7 @@ int run_decoder(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsign
     void *result = nullptr;
     decoder(world, pdu, &result);
     ext->bytesRead = input->length - static_cast<uint32_t>(world->inRemaining);
+    Family::finish_decoding(world, input);
 
     if (world->partialMode == 0) {
         *output = result;

@@ -111,7 +111,7 @@ typedef struct KelPushFrame {
     unsigned char *position;
     uint32_t room;
     KelOutBlock *block;
-    uint32_t blockIndex;
+    uintptr_t blockIndex; /* encoder: item index; decoder: the owned content */
     uint32_t bitOffset;
     uint32_t spare;
 } KelPushFrame;

@@ -415,7 +415,6 @@ KelGlobal *kelLinkBer(KelGlobal *world) {
 // The families below arrive with their own drivers; until a family's driver
 // is in the library its link function leaves the pointers null, so that the
 // rule answers "not linked".
-KelGlobal *kelLinkPer(KelGlobal *world) { return world; }
 KelGlobal *kelLinkXer(KelGlobal *world) { return world; }
 KelGlobal *kelLinkOerE(KelGlobal *world) { return world; }
 KelGlobal *kelLinkOerD(KelGlobal *world) { return world; }

@@ -7,6 +7,7 @@
 #include "kelvarn_prim.h"
 #include "kelvarn_stream.h"
 #include "kelvarn_ber.h"
+#include "kelvarn_per.h"
 #include "kelvarn_time.h"
 #include "kelvarn_convert.h"
 

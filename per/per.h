@@ -1,0 +1,187 @@
+// per.h - what the PER family's sources share: bit fields of up to 64 bits
+// written and read word at a time, alignment of both cursors, the decoding
+// modes (relaxed, strict), the fragment node of collecting decoders, the
+// grouping check of fragments and the message numbers by their own names.
+//
+// Writers keep the invariant of the stream's writer: outPos is the current
+// octet, bitOffset bits of it used, outRemaining the octets left in the block
+// counting the current one; the unused low bits of the current octet are
+// garbage until a store merges into it.  Readers test the input before they
+// touch it: inRemaining counts the octets left, the partly read one included.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "bitcopy.h"
+#include "internal.h"
+#include "kelvarn_per.h"
+
+namespace kel::per {
+
+// Message numbers (rows of kelErrMsgs) raised by the family.
+enum : int {
+    kMsgOutOfMemory = 6,           // 0008S, bytes requested
+    kMsgIntTooLong = 10,           // 0023E, 32-bit value
+    kMsgIntTooLongLl = 11,         // 0023E, 64-bit value
+    kMsgRangeViolatedHex = 25,     // 0062S, huge value in hexadecimal
+    kMsgSizeViolated = 27,         // 0063S
+    kMsgBadCharacter = 29,         // 0064S
+    kMsgNotEnumerated = 36,        // 0071S
+    kMsgEndOfInput = 45,           // 0081S
+    kMsgSizeExceeded = 79,         // 0016S
+    kMsgOpenTypeEmpty = 82,        // 0090E
+    kMsgUtf8Convert = 87,          // 0119S, position
+    kMsgIntNeedlesslyLong = 95,    // 0022E
+    kMsgMisencoded = 106,          // 0037E
+    kMsgUtf8Sequence = 135,        // 0120S
+    kMsgIntLengthTooLong = 148,    // 0144E, length
+    kMsgNotGrouped = 255,          // 0258E
+    kMsgTimeFragments = 259,       // 0262S
+};
+
+// Compatibility bits of KelWorldExt::compatFlags that the family honours.
+constexpr uint32_t kCompatExtendedOwnCode = 0x1000; // extended strings: 8/16/32 bits, own code
+constexpr uint32_t kCompatTimeOctets = 0x2000;      // time strings: 8 bits a character
+
+// The largest fragment and the unit of fragments, in items.
+constexpr uint32_t kFragmentUnit = 16384;
+constexpr uint32_t kFragmentMax = 65536;
+
+inline bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE_RELAXED) != 0; }
+inline bool strict(const KelGlobal *world) {
+    return (world->decodingFlags & STRICT_ENCODING_DECODING_RULES) != 0;
+}
+
+[[noreturn]] inline void fail(KelGlobal *world, int message, uint32_t value = 0) {
+    _kel_enc_error(world, message, value);
+}
+[[noreturn]] inline void end_of_input(KelGlobal *world) { fail(world, kMsgEndOfInput); }
+
+// ---------------------------------------------------------------------------
+// Writing
+// ---------------------------------------------------------------------------
+
+// Pads the writer to an octet boundary in aligned PER; padding is zero.
+inline void align_writer(KelGlobal *world) {
+    if (!world->aligned || world->bitOffset == 0)
+        return;
+    if (counting(world)) {
+        world->encLength += 1;
+    } else {
+        *world->outPos &= bits::top_mask(static_cast<uint32_t>(world->bitOffset));
+        ++world->outPos;
+        --world->outRemaining;
+    }
+    world->bitOffset = 0;
+}
+
+// Appends the low `n` (0..64) bits of `value`, high bit first.  Inside a
+// block with eight octets of room this is one shift and one store.
+inline void put_bits(KelGlobal *world, uint64_t value, uint32_t n) {
+    if (n == 0)
+        return;
+    const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
+    const uint32_t end = offset + n;
+    if (counting(world)) {
+        world->encLength += end >> 3;
+        world->bitOffset = static_cast<int32_t>(end & 7);
+        return;
+    }
+    const uint64_t field = n == 64 ? value : value << (64 - n); // left-justified
+    if (end <= 64 && world->outRemaining >= 8) [[likely]] {
+        unsigned char *p = world->outPos;
+        const uint64_t kept = static_cast<uint64_t>(p[0] & bits::top_mask(offset)) << 56;
+        bits::store_be64(p, kept | field >> offset);
+        world->outPos = p + (end >> 3);
+        world->outRemaining -= static_cast<int32_t>(end >> 3);
+        world->bitOffset = static_cast<int32_t>(end & 7);
+        return;
+    }
+    unsigned char octets[8];
+    bits::store_be64(octets, field);
+    _kel_append(world, octets, n, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Reading
+// ---------------------------------------------------------------------------
+
+// Steps the reader to an octet boundary in aligned PER, without looking at
+// the skipped bits.
+inline void align_reader(KelGlobal *world) {
+    if (world->aligned && world->bitOffset) {
+        ++world->inPos;
+        --world->inRemaining;
+        world->bitOffset = 0;
+    }
+}
+
+// Fails unless `n` more bits are in the input.
+inline void need_bits(KelGlobal *world, uint64_t n) {
+    const uint64_t end = static_cast<uint64_t>(world->bitOffset) + n;
+    if (world->inRemaining < 0 || static_cast<uint64_t>(world->inRemaining) * 8 < end)
+        end_of_input(world);
+}
+
+// Takes the next `n` (0..64) bits as a number.  With nine octets of input
+// left this is one load, a shift and at most one merge.
+inline uint64_t get_bits(KelGlobal *world, uint32_t n) {
+    if (n == 0)
+        return 0;
+    need_bits(world, n);
+    const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
+    const unsigned char *p = world->inPos;
+    uint64_t word;
+    uint8_t ninth;
+    if (world->inRemaining >= 9) [[likely]] {
+        word = bits::load_be64(p);
+        ninth = p[8];
+    } else {
+        unsigned char octets[9] = {};
+        std::memcpy(octets, p, static_cast<size_t>(world->inRemaining));
+        word = bits::load_be64(octets);
+        ninth = octets[8];
+    }
+    word <<= offset;
+    if (offset)
+        word |= static_cast<uint64_t>(ninth) >> (8 - offset);
+    const uint32_t end = offset + n;
+    world->inPos += end >> 3;
+    world->inRemaining -= static_cast<int32_t>(end >> 3);
+    world->bitOffset = static_cast<int32_t>(end & 7);
+    return n == 64 ? word : word >> (64 - n);
+}
+
+// Steps over `octets` whole octets from the read pointer, leaving the bit
+// offset as it is.
+inline void skip_octets_in_place(KelGlobal *world, uint32_t octets) {
+    if (world->inRemaining < 0 || static_cast<uint32_t>(world->inRemaining) < octets ||
+        (world->bitOffset && static_cast<uint32_t>(world->inRemaining) == octets && octets))
+        end_of_input(world);
+    world->inPos += octets;
+    world->inRemaining -= static_cast<int32_t>(octets);
+}
+
+// ---------------------------------------------------------------------------
+// Fragments
+// ---------------------------------------------------------------------------
+
+// A fragment collected by a decoder, node and data both in temporary memory.
+struct FragmentNode {
+    FragmentNode *next;
+    FragmentNode *previous;
+    uint32_t size;
+    unsigned char *data;
+};
+
+// Under STRICT_ENCODING_DECODING_RULES a non-final fragment may follow only a
+// fragment of 64K items: fragments run from the largest down.  `previous` is
+// the size of the fragment before, 0 when there was none.
+inline void check_grouping(KelGlobal *world, uint32_t previous, uint32_t length, uint8_t last) {
+    if (strict(world) && length && !last && previous && previous < kFragmentMax)
+        fail(world, kMsgNotGrouped);
+}
+
+} // namespace kel::per
