@@ -18,6 +18,7 @@
 #ifndef KELVARN_PER_H
 #define KELVARN_PER_H
 
+#include "kelvarn_services.h"
 #include "kelvarn_stream.h"
 
 #ifdef __cplusplus
@@ -269,11 +270,6 @@ KEL_API void kel_pdec_unistr_pa(KelGlobal *world, uint32_t *out, uint32_t count,
                                 const KelPerWideAlphabet *alphabet);
 KEL_API int32_t _kel_pdec_utf8bmpstr_ia(KelGlobal *world, uint16_t **field);
 KEL_API int32_t _kel_pdec_utf8unistr_ia(KelGlobal *world, uint32_t **field);
-
-/* Range-list alphabets (KEL_PER_RANGE_LIST). */
-KEL_API int kelCharIsPermitted(const uint32_t *tree, uint32_t character);
-KEL_API int32_t kelIndexByChar(const uint32_t *tree, uint32_t character);
-KEL_API uint32_t kelCharByIndex(const uint32_t *tree, uint32_t index);
 
 /* ------------------------------------------------------------------------ */
 /* Bit strings and octet strings                                             */

@@ -522,18 +522,8 @@ void kel_ber_decode_simple(KelGlobal *world, const KelTypeDesc *type, const KelT
 }
 
 /* ------------------------------------------------------------------------ */
-/* Init and free                                                             */
+/* Free                                                                      */
 /* ------------------------------------------------------------------------ */
-
-/* Rule kinds the code file was generated for: BER (0), DER (3), CER (7). */
-static unsigned char berRuleMap[] = { 0x01 | 0x08 | 0x80 };
-
-void kel_ber_init(KelGlobal *world)
-{
-    kelLinkBer(world);
-    kelPrivateSetMoreFlags(world, 8, berRuleMap);
-    world->modeBits |= KEL_MODE_DER_SUPPORT;
-}
 
 /* The pieces that a decoded value of a simple type holds apart from its
  * record. */

@@ -21,11 +21,10 @@
 #include <string.h>
 
 #include "ber_walker.h"
+#include "walker_common.h"
 
 /* Messages raised here. */
 enum {
-    MSG_PDU_RANGE = 3,
-    MSG_CHOICE_SELECTOR = 7,
     MSG_END_OF_INPUT = 45,
     MSG_BAD_EOC = 100,
     MSG_INCONSISTENT = 102,
@@ -33,60 +32,8 @@ enum {
     MSG_REPEATED = 116,
     MSG_OMITTED = 117,
     MSG_EXPECTED_EOC = 118,
-    MSG_INDEFINITE_DER = 134,
-    MSG_NESTING = 182
+    MSG_INDEFINITE_DER = 134
 };
-
-/* State of one encode or decode call. */
-typedef struct Walk {
-    KelGlobal *world;
-    uint32_t limit; /* structures that may nest; 0 for no limit */
-    uint32_t depth;
-} Walk;
-
-/* The tags of a value in its place, outermost first. */
-typedef struct Tags {
-    KelTag tag[KEL_MAX_TAGS];
-    int count;
-} Tags;
-
-static int has_own_tag(const KelTypeDesc *type)
-{
-    return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
-}
-
-static Tags tags_of(const KelComponent *c)
-{
-    Tags t;
-    int i = 0;
-    t.count = 0;
-    if (c->tagging != KEL_TAGGING_NONE) {
-        t.tag[t.count++] = c->tag;
-        i = c->tagging == KEL_TAGGING_IMPLICIT;
-    }
-    for (; i < c->type->tagCount; i++)
-        t.tag[t.count++] = c->type->tags[i];
-    return t;
-}
-
-static int is_present(const KelComponent *c, const unsigned char *record)
-{
-    if (c->flags & KEL_COMP_POINTER)
-        return *(void *const *)(const void *)(record + c->offset) != NULL;
-    return !c->presenceBit || (*(const uint32_t *)(const void *)record >> (c->presenceBit - 1) & 1u);
-}
-
-static unsigned char *value_of(const KelComponent *c, unsigned char *record)
-{
-    unsigned char *field = record + c->offset;
-    return c->flags & KEL_COMP_POINTER ? *(unsigned char **)(void *)field : field;
-}
-
-static void enter(Walk *w)
-{
-    if (++w->depth > w->limit && w->limit)
-        _kel_enc_error(w->world, MSG_NESTING, 0);
-}
 
 /* ------------------------------------------------------------------------ */
 /* Encoder                                                                   */
@@ -98,32 +45,17 @@ static int32_t encode_value(Walk *w, unsigned char **pos, int32_t *rem, const Ke
 static int32_t encode_component(Walk *w, unsigned char **pos, int32_t *rem, const KelComponent *c,
                                 unsigned char *record)
 {
-    Tags t = tags_of(c);
-    return encode_value(w, pos, rem, c->type, t.tag, t.count, value_of(c, record));
+    Tags t = kel_tags_of(c);
+    return encode_value(w, pos, rem, c->type, t.tag, t.count, kel_value_of(c, record));
 }
 
 /* Under DER and CER a component equal to its DEFAULT is left out. */
 static int omitted(const Walk *w, const KelComponent *c, unsigned char *record)
 {
-    if (!is_present(c, record))
+    if (!kel_is_present(c, record))
         return 1;
     return (c->flags & KEL_COMP_DEFAULT) && w->world->encRules != KEL_BER &&
            memcmp(record + c->offset, c->defaultValue, c->type->size) == 0;
-}
-
-/* The tag by which a component is ordered in a SET: its outermost, or for
- * an untagged CHOICE the smallest of its alternatives'. */
-static uint16_t canonical_tag(const KelComponent *c)
-{
-    Tags t = tags_of(c);
-    uint16_t least = 0xFFFF, tag;
-    uint32_t i;
-    if (t.count)
-        return t.tag[0].classNumber;
-    for (i = 0; i < c->type->componentCount; i++)
-        if ((tag = canonical_tag(&c->type->components[i])) < least)
-            least = tag;
-    return least;
 }
 
 /* SET components go out under DER and CER in canonical order: written
@@ -140,7 +72,7 @@ static int32_t encode_members(Walk *w, unsigned char **pos, int32_t *rem, const 
             const KelComponent *next = NULL;
             uint32_t greatest = 0, tag;
             for (i = 0; i < count; i++) {
-                tag = canonical_tag(&type->components[i]);
+                tag = kel_canonical_tag(&type->components[i]);
                 if (tag < below && (!next || tag > greatest)) {
                     next = &type->components[i];
                     greatest = tag;
@@ -203,7 +135,7 @@ static int32_t encode_choice(Walk *w, unsigned char **pos, int32_t *rem, const K
 {
     const uint32_t selector = *(const uint32_t *)(const void *)field;
     if (selector < 1 || selector > type->componentCount)
-        _kel_enc_error(w->world, MSG_CHOICE_SELECTOR, selector);
+        _kel_enc_error(w->world, KEL_MSG_CHOICE_SELECTOR, selector);
     return encode_component(w, pos, rem, &type->components[selector - 1], field);
 }
 
@@ -240,7 +172,7 @@ static int32_t encode_inner(Walk *w, unsigned char **pos, int32_t *rem, const Ke
     case KEL_KIND_SET:
     case KEL_KIND_SEQUENCE_OF:
     case KEL_KIND_SET_OF:
-        enter(w);
+        kel_walk_enter(w);
         if (world->encRules == KEL_CER)
             endOfContents = _kel_write_bytes_d(world, pos, rem, "\0\0", 2);
         n = type->kind <= KEL_KIND_SET ? encode_members(w, pos, rem, type, field)
@@ -248,7 +180,7 @@ static int32_t encode_inner(Walk *w, unsigned char **pos, int32_t *rem, const Ke
         w->depth--;
         return endOfContents + n + close_constructed(world, pos, rem, n, tag);
     case KEL_KIND_CHOICE:
-        enter(w);
+        kel_walk_enter(w);
         n = encode_choice(w, pos, rem, type, field);
         w->depth--;
         return n;
@@ -260,7 +192,7 @@ static int32_t encode_inner(Walk *w, unsigned char **pos, int32_t *rem, const Ke
 static int32_t encode_value(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
                             const KelTag *tags, int count, unsigned char *field)
 {
-    const int wrappers = count - has_own_tag(type);
+    const int wrappers = count - kel_has_own_tag(type);
     int32_t endOfContents = 0, n;
     int i;
 
@@ -336,7 +268,7 @@ static void skip_item(KelGlobal *world)
 
 static int matches(const KelComponent *c, uint16_t tag)
 {
-    Tags t = tags_of(c);
+    Tags t = kel_tags_of(c);
     uint32_t i;
     if (t.count)
         return t.tag[0].classNumber == tag;
@@ -352,7 +284,7 @@ static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, i
 static void decode_component(Walk *w, const KelComponent *c, unsigned char *record,
                              const KelTypeDesc *parent)
 {
-    Tags t = tags_of(c);
+    Tags t = kel_tags_of(c);
     unsigned char *field = record + c->offset;
     if (c->flags & KEL_COMP_POINTER) {
         *(void **)(void *)field = _kel_dec_getmem(w->world, (int32_t)c->type->size);
@@ -449,17 +381,6 @@ static void decode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
     skip_item(w->world);
 }
 
-/* Whether the key component's value equals a row's key. */
-static int key_equals(const KelTypeDesc *keyType, const unsigned char *key, const void *rowKey)
-{
-    if (keyType->kind == KEL_KIND_OID) {
-        const KelOidEncoded *a = (const KelOidEncoded *)(const void *)key;
-        const KelOidEncoded *b = (const KelOidEncoded *)rowKey;
-        return a->length == b->length && memcmp(a->value, b->value, a->length) == 0;
-    }
-    return memcmp(key, rowKey, keyType->size) == 0;
-}
-
 /* An open type: the type its key selects, or kept as its encoding when the
  * key is not in the table. */
 static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field,
@@ -473,7 +394,7 @@ static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field,
     memset(open, 0, sizeof *open);
     for (i = 0; i < type->componentCount; i++) {
         const KelTypeDesc *row = type->components[i].type;
-        if (!key_equals(key->type, record + key->offset, type->components[i].defaultValue))
+        if (!kel_key_equals(key->type, record + key->offset, type->components[i].defaultValue))
             continue;
         open->pduNum = (int32_t)i + 1;
         open->decoded = _kel_dec_getmem(world, (int32_t)row->size);
@@ -495,7 +416,7 @@ static void decode_inner(Walk *w, const KelTypeDesc *type, const KelTag *tag, un
     case KEL_KIND_SET:
     case KEL_KIND_SEQUENCE_OF:
     case KEL_KIND_SET_OF:
-        enter(w);
+        kel_walk_enter(w);
         length = _kel_dec_tag_length(world, &world->inPos, &world->inRemaining, tag->match);
         if (type->kind <= KEL_KIND_SET)
             decode_members(w, type, field, end_of(world, length));
@@ -504,7 +425,7 @@ static void decode_inner(Walk *w, const KelTypeDesc *type, const KelTag *tag, un
         w->depth--;
         return;
     case KEL_KIND_CHOICE:
-        enter(w);
+        kel_walk_enter(w);
         decode_choice(w, type, field);
         w->depth--;
         return;
@@ -517,7 +438,7 @@ static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, i
                          unsigned char *field, const KelTypeDesc *parent, const unsigned char *record)
 {
     KelGlobal *world = w->world;
-    const int wrappers = count - has_own_tag(type);
+    const int wrappers = count - kel_has_own_tag(type);
     int32_t end[KEL_MAX_TAGS];
     int i;
 
@@ -532,19 +453,9 @@ static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, i
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static const KelTypeDesc *enter_pdu(KelGlobal *world, int pdu)
-{
-    const KelCodeFile *file = kel_world_codefile(world);
-    if (pdu < 1 || pdu > file->pduCount)
-        _kel_enc_error(world, MSG_PDU_RANGE, (uint32_t)pdu);
-    world->pduNumber = pdu;
-    world->pduEntry = &file->pdus[pdu - 1].names;
-    return file->pdus[pdu - 1].type;
-}
-
 int kel_ber_encode(KelGlobal *world, int pdu, void *value)
 {
-    const KelTypeDesc *type = enter_pdu(world, pdu);
+    const KelTypeDesc *type = kel_walk_pdu(world, pdu);
     Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
     unsigned char *pos = world->userBuffer ? world->outPos + world->outRemaining : NULL;
     int32_t rem = world->userBuffer ? world->outRemaining : 0;
@@ -566,7 +477,7 @@ int kel_ber_encode(KelGlobal *world, int pdu, void *value)
 
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value)
 {
-    const KelTypeDesc *type = enter_pdu(world, *pdu);
+    const KelTypeDesc *type = kel_walk_pdu(world, *pdu);
     Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
     unsigned char *record = (unsigned char *)_kel_dec_getmem(world, (int32_t)type->size);
     memset(record, 0, type->size);
@@ -584,7 +495,7 @@ static void free_value(KelGlobal *world, const KelTypeDesc *type, unsigned char 
     case KEL_KIND_SET:
         for (i = 0; i < type->componentCount; i++) {
             const KelComponent *c = &type->components[i];
-            unsigned char *value = value_of(c, field);
+            unsigned char *value = kel_value_of(c, field);
             if (!value)
                 continue;
             free_value(world, c->type, value);

@@ -13,12 +13,27 @@
 extern "C" {
 #endif
 
-/* Entries of the BER family: the walker over a code file's descriptions. */
-/* Init: links BER, declares the rules BER, DER and CER and DER support. */
-void kel_ber_init(KelGlobal *world);
+/* The generated entries of a table-driven code file: one walker per rule
+ * family over the code file's descriptions. */
+/* Init: links BER and PER, declares the rules BER, DER, CER, PER and UPER
+ * and DER support. */
+void kel_codefile_init(KelGlobal *world);
 int kel_ber_encode(KelGlobal *world, int pdu, void *value);
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value);
+int kel_per_encode(KelGlobal *world, int pdu, void *value);
+int kel_per_decode(KelGlobal *world, int *pdu, void **value);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);
+
+/* Whether the PER walker knows every type a type is built of. */
+int kel_per_knows(const KelTypeDesc *type);
+
+/* The control table of a table-driven code file. */
+#define KEL_CODEFILE_CONTROL                                                                    \
+    {                                                                                           \
+        .init = kel_codefile_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,    \
+        .freePdu = kel_codefile_free, .version = 17, .perEncode = kel_per_encode,               \
+        .perDecode = kel_per_decode, .perVersion = 16                                           \
+    }
 
 /* The code files. */
 extern const KelCodeFile kel_typeszoo_codefile;

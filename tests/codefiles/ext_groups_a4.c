@@ -75,8 +75,7 @@ static const KelTypeDesc types[TypeCount] = {
 static const KelPduDesc pdus[] = { { { "Ax", "Ax" }, &types[Ax] } };
 
 const KelCodeFile kel_ext_groups_a4_codefile = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = "ExtGroupsA4",
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

@@ -21,6 +21,7 @@
 #define KEL_TYPES_H
 
 #include "kelvarn.h"
+#include "kelvarn_per.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -162,6 +163,7 @@ typedef struct KelComponent {
     uint8_t tagging;     /* KEL_TAGGING_*: what `tag` does to the type's tags */
     KelTag tag;
     const void *defaultValue;
+    uint8_t group;       /* extension additions: the version bracket, from 1; 0 alone */
 } KelComponent;
 
 typedef struct KelSequenceOf {
@@ -175,6 +177,19 @@ typedef struct KelSequenceOf {
 #define KEL_DESC_UPPER 0x4u      /* `upper` is a bound */
 #define KEL_DESC_EXTENSIBLE 0x8u /* constraint or enumeration has an ellipsis */
 #define KEL_DESC_NAMED_BITS 0x10u /* BIT STRING with a named bit list */
+
+/* What PER sees beyond the memory form, as a compiler emits it.  Strings
+ * and lists: the size constraint, and for character strings the permitted
+ * alphabet and bits a character (of bit and octet strings and the OF types
+ * only the bounds and the extension flag count); null for an unconstrained
+ * string of a universal type, whose descriptor the walker knows.
+ * ENUMERATED: the values of the root in ascending order (the indexes of
+ * PER), and of the additions in declared order. */
+typedef struct KelPerFacts {
+    const KelPerString *size;
+    const KelPerEnumTable *root;
+    const KelPerEnumTable *additions;
+} KelPerFacts;
 
 struct KelTypeDesc {
     const char *name;
@@ -194,6 +209,7 @@ struct KelTypeDesc {
      * the enclosing record's components. */
     const KelComponent *components;
     uint32_t componentCount;
+    const KelPerFacts *per; /* PER facts; null where PER needs none */
 };
 
 /* One PDU: the names that world->pduEntry points at, and the type. */

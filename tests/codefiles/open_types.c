@@ -101,8 +101,7 @@ static const KelTypeDesc types[TypeCount] = {
 static const KelPduDesc pdus[] = { PDU(Envelope), PDU(Attribute), PDU(AttributeList) };
 
 const KelCodeFile kel_open_types_codefile = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = "OpenTypes",
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

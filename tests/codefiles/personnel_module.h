@@ -111,8 +111,7 @@ static const KelPduDesc pdus[] = {
 };
 
 const KelCodeFile PERSONNEL_CODEFILE = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = PERSONNEL_MODULE,
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

@@ -80,8 +80,7 @@ static const KelTypeDesc types[TypeCount] = {
 static const KelPduDesc pdus[] = { PDU(Tagged), PDU(Wrapped), PDU(ImpSetOf) };
 
 const KelCodeFile kel_tags_implicit_codefile = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = "TagsImplicit",
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

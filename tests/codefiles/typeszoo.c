@@ -21,6 +21,7 @@
 
 #include "codefiles.h"
 #include "kelvarn_ber.h"
+#include "per_alphabets.h"
 
 /* Index of each type in the table, named as the type. */
 enum {
@@ -42,20 +43,21 @@ enum {
 #define INTEGER(id, w, f, lo, hi)                                                          \
     [id] = { .name = #id, .kind = KEL_KIND_INTEGER, .tagCount = 1, .tags = { KEL_TAG_INTEGER }, \
       .width = w, .flags = (f), .size = w, .lower = lo, .upper = hi }
-#define NAMED(id, k, tag, f, table)                                                         \
+#define NAMED(id, k, tag, f, table, facts)                                                  \
     [id] = { .name = #id, .kind = k, .tagCount = 1, .tags = { tag }, .width = 4,             \
       .flags = KEL_DESC_SIGNED | (f), .size = 4, .names = table,                           \
-      .nameCount = sizeof table / sizeof table[0] }
+      .nameCount = sizeof table / sizeof table[0], .per = facts }
 
 /* A string type: kind, memory form, bound, record size, then its universal
  * tag (last, since a tag record holds commas). */
-#define STRING(id, k, f, bound, bytes, ...)                                                   \
+#define STRING(id, k, f, bound, bytes, facts, ...)                                            \
     [id] = { .name = #id, .kind = k, .tagCount = 1, .tags = { __VA_ARGS__ }, .form = f,       \
-      .flags = (bound) ? KEL_DESC_UPPER : 0, .upper = bound, .size = bytes }
-#define BITS(id, f, bound, bytes) STRING(id, KEL_KIND_BIT_STRING, f, bound, bytes, KEL_TAG_BIT_STRING)
-#define OCTETS(id, f, bound, bytes) \
-    STRING(id, KEL_KIND_OCTET_STRING, f, bound, bytes, KEL_TAG_OCTET_STRING)
-#define CHARS(id, tag, f, bound, bytes) STRING(id, KEL_KIND_CHAR_STRING, f, bound, bytes, tag)
+      .flags = (bound) ? KEL_DESC_UPPER : 0, .upper = bound, .size = bytes, .per = facts }
+#define BITS(id, f, bound, bytes, facts) \
+    STRING(id, KEL_KIND_BIT_STRING, f, bound, bytes, facts, KEL_TAG_BIT_STRING)
+#define OCTETS(id, f, bound, bytes, facts) \
+    STRING(id, KEL_KIND_OCTET_STRING, f, bound, bytes, facts, KEL_TAG_OCTET_STRING)
+#define CHARS(id, tag, f, bound, bytes, facts) STRING(id, KEL_KIND_CHAR_STRING, f, bound, bytes, facts, tag)
 
 /* Record sizes of the forms. */
 #define UNBOUNDED_SIZE sizeof(KelUnboundedString)
@@ -70,6 +72,45 @@ static const KelNamedNumber enumNumNames[] = { { "high", 100 }, { "low", 3 }, { 
 static const KelNamedNumber enumExtNames[] = {
     { "alpha", 0 }, { "beta", 1 }, { "gamma", 2 }, { "delta", 10 }
 };
+
+/* What PER sees of the constraints: sizes and alphabets of strings and
+ * lists, the indexes of enumerations. */
+#define PER_SIZE(name, alphabet, lb, ub, capacity, flags)                                       \
+    static const KelPerString name##Size = { alphabet, lb, ub, capacity, flags };             \
+    static const KelPerFacts name = { &name##Size, NULL, NULL }
+#define SEVEN_BIT KEL_PER_STRING_FLAGS(8, 1, 7, 1)
+#define EXTENSIBLE KEL_PER_SIZE_EXTENSIBLE
+PER_SIZE(size16, NULL, 16, 16, 0, 0);
+PER_SIZE(size0to20, NULL, 0, 20, 0, 0);
+PER_SIZE(size1to8Ext, NULL, 1, 8, 0, EXTENSIBLE);
+PER_SIZE(size4, NULL, 4, 4, 0, 0);
+PER_SIZE(size0to10, NULL, 0, 10, 0, 0);
+PER_SIZE(size2to5, NULL, 2, 5, 0, 0);
+PER_SIZE(size1to3Ext, NULL, 1, 3, 0, EXTENSIBLE);
+PER_SIZE(size3, NULL, 3, 3, 0, 0);
+PER_SIZE(ia5SizePer, NULL, 0, 8, 0, SEVEN_BIT);
+PER_SIZE(ia5SizeExtPer, NULL, 1, 4, 0, SEVEN_BIT | EXTENSIBLE);
+PER_SIZE(ia5AlphaPer, &kel_alphabet_lower, 1, 0, 0, KEL_ALPHABET_LOWER_FLAGS);
+PER_SIZE(ia5BothPer, &kel_alphabet_digits_hash_star, 1, 12, 12, KEL_ALPHABET_DIGITS_HASH_STAR_FLAGS);
+PER_SIZE(visibleFixedPer, NULL, 4, 4, 0, SEVEN_BIT);
+PER_SIZE(visibleAlphaPer, &kel_alphabet_upper_space, 1, 0, 0, KEL_ALPHABET_UPPER_SPACE_FLAGS);
+PER_SIZE(visibleBothPer, &kel_alphabet_upper, 3, 6, 0, KEL_ALPHABET_UPPER_FLAGS);
+PER_SIZE(numericFixedPer, &kel_alphabet_numeric, 3, 3, 0, KEL_ALPHABET_NUMERIC_FLAGS);
+PER_SIZE(numericAlphaPer, &kel_alphabet_octal, 1, 0, 0, KEL_ALPHABET_OCTAL_FLAGS);
+PER_SIZE(numericBothPer, &kel_alphabet_quaternary_space, 0, 16, 0, KEL_ALPHABET_QUATERNARY_SPACE_FLAGS);
+PER_SIZE(printableSizePer, NULL, 1, 20, 20, SEVEN_BIT);
+PER_SIZE(printableAlphaPer, &kel_alphabet_hex_upper, 1, 0, 0, KEL_ALPHABET_HEX_UPPER_FLAGS);
+PER_SIZE(printableBothPer, &kel_alphabet_lower_punct, 2, 8, 0, KEL_ALPHABET_LOWER_PUNCT_FLAGS);
+
+#define ENUMERATION(name, ...) static const int32_t name##Values[] = { __VA_ARGS__ }; \
+    static const KelPerEnumTable name = { sizeof name##Values / sizeof name##Values[0], name##Values }
+ENUMERATION(enumRoot, 0, 1, 2);
+ENUMERATION(enumNumRoot, 3, 10, 100);
+ENUMERATION(enumExtRoot, 0, 1);
+ENUMERATION(enumExtAdditions, 2, 10);
+static const KelPerFacts enumPer = { NULL, &enumRoot, NULL };
+static const KelPerFacts enumNumPer = { NULL, &enumNumRoot, NULL };
+static const KelPerFacts enumExtPer = { NULL, &enumExtRoot, &enumExtAdditions };
 
 /* Records of the structured types. */
 typedef struct SeqOptValue {
@@ -163,8 +204,11 @@ static const KelComponent seqExt[] = {
 static const KelComponent seqExtGroup[] = {
     AUTO(SeqExtGroupValue, a, Int, 0, 0, 0, 0),
     AUTO(SeqExtGroupValue, b, Bool, 1, 0, ADD, 1),
-    AUTO(SeqExtGroupValue, c, Ia5, 2, 0, ADD, 2),
-    AUTO(SeqExtGroupValue, d, IntU8, 3, 0, OPT | ADD, 3),
+    /* the version bracket [[ c, d ]] */
+    { "c", &types[Ia5], offsetof(SeqExtGroupValue, c), ADD, 2, KEL_TAGGING_IMPLICIT,
+      KEL_TAG(KEL_CLASS_CONTEXT, 0, 2), NULL, 1 },
+    { "d", &types[IntU8], offsetof(SeqExtGroupValue, d), OPT | ADD, 3, KEL_TAGGING_IMPLICIT,
+      KEL_TAG(KEL_CLASS_CONTEXT, 0, 3), NULL, 1 },
     AUTO(SeqExtGroupValue, e, Octets, 4, 0, OPT | ADD, 4),
 };
 static const KelComponent setMany[] = {
@@ -205,14 +249,14 @@ static const KelComponent nest[] = {
 };
 
 #define UNIVERSAL_CONSTRUCTED(n) KEL_TAG(KEL_CLASS_UNIVERSAL, 1, n)
-#define STRUCTURED(id, k, n, rec, list, f)                                                   \
+#define STRUCTURED(id, k, n, rec, list, f, facts)                                            \
     [id] = { .name = #id, .kind = k, .tagCount = 1, .tags = { UNIVERSAL_CONSTRUCTED(n) },     \
              .size = sizeof(rec), .flags = (f), .components = list,                          \
-             .componentCount = sizeof list / sizeof list[0] }
-#define SEQUENCE(id, rec, list, f) STRUCTURED(id, KEL_KIND_SEQUENCE, 16, rec, list, f)
-#define SET(id, rec, list) STRUCTURED(id, KEL_KIND_SET, 17, rec, list, 0)
-#define SEQUENCE_OF(id, list) STRUCTURED(id, KEL_KIND_SEQUENCE_OF, 16, KelSequenceOf, list, 0)
-#define SET_OF(id, list) STRUCTURED(id, KEL_KIND_SET_OF, 17, KelSequenceOf, list, 0)
+             .componentCount = sizeof list / sizeof list[0], .per = facts }
+#define SEQUENCE(id, rec, list, f) STRUCTURED(id, KEL_KIND_SEQUENCE, 16, rec, list, f, NULL)
+#define SET(id, rec, list) STRUCTURED(id, KEL_KIND_SET, 17, rec, list, 0, NULL)
+#define SEQUENCE_OF(id, list, facts) STRUCTURED(id, KEL_KIND_SEQUENCE_OF, 16, KelSequenceOf, list, 0, facts)
+#define SET_OF(id, list) STRUCTURED(id, KEL_KIND_SET_OF, 17, KelSequenceOf, list, 0, NULL)
 #define CHOICE(id, rec, list, f)                                                             \
     [id] = { .name = #id, .kind = KEL_KIND_CHOICE, .size = sizeof(rec), .flags = (f),         \
              .components = list, .componentCount = sizeof list / sizeof list[0] }
@@ -228,40 +272,40 @@ static const KelTypeDesc types[TypeCount] = {
     INTEGER(IntSemi, 8, S | LO, -1, 0),
     INTEGER(IntExt, 2, S | LO | HI | EXT, 0, 10),
     INTEGER(IntConst, 2, LO | HI, 42, 42),
-    NAMED(IntNamed, KEL_KIND_INTEGER, KEL_TAG_INTEGER, 0, intNamedNames),
-    NAMED(Enum, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, 0, enumNames),
-    NAMED(EnumNum, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, 0, enumNumNames),
-    NAMED(EnumExt, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, EXT, enumExtNames),
-    BITS(Bits, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    BITS(Bits16, KEL_FORM_PADDED, 16, 2),
-    BITS(Bits0to20, KEL_FORM_VARYING, 20, VARYING_SIZE(3)),
-    BITS(Bits1to8Ext, KEL_FORM_VARYING_PTR, 0, POINTER_SIZE),
+    NAMED(IntNamed, KEL_KIND_INTEGER, KEL_TAG_INTEGER, 0, intNamedNames, NULL),
+    NAMED(Enum, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, 0, enumNames, &enumPer),
+    NAMED(EnumNum, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, 0, enumNumNames, &enumNumPer),
+    NAMED(EnumExt, KEL_KIND_ENUMERATED, KEL_TAG_ENUMERATED, EXT, enumExtNames, &enumExtPer),
+    BITS(Bits, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, NULL),
+    BITS(Bits16, KEL_FORM_PADDED, 16, 2, &size16),
+    BITS(Bits0to20, KEL_FORM_VARYING, 20, VARYING_SIZE(3), &size0to20),
+    BITS(Bits1to8Ext, KEL_FORM_VARYING_PTR, 0, POINTER_SIZE, &size1to8Ext),
     [NamedBits] = { .name = "NamedBits", .kind = KEL_KIND_BIT_STRING, .tagCount = 1,
                     .tags = { KEL_TAG_BIT_STRING }, .form = KEL_FORM_PADDED,
                     .flags = KEL_DESC_NAMED_BITS, .upper = 10, .size = 2 },
-    OCTETS(Octets, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    OCTETS(Octets4, KEL_FORM_FIXED, 4, 4),
-    OCTETS(Octets0to10, KEL_FORM_VARYING, 10, VARYING_SIZE(10)),
-    CHARS(Ia5, KEL_TAG_IA5_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    CHARS(Ia5Size, KEL_TAG_IA5_STRING, KEL_FORM_VARYING_PTR, 8, POINTER_SIZE),
-    CHARS(Ia5SizeExt, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE),
-    CHARS(Ia5Alpha, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE),
-    CHARS(Ia5Both, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM, 12, 13),
-    CHARS(Visible, KEL_TAG_VISIBLE_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE),
-    CHARS(VisibleFixed, KEL_TAG_VISIBLE_STRING, KEL_FORM_FIXED, 4, 4),
-    CHARS(VisibleAlpha, KEL_TAG_VISIBLE_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    CHARS(VisibleBoth, KEL_TAG_VISIBLE_STRING, KEL_FORM_VARYING, 6, VARYING_SIZE(6)),
-    CHARS(Numeric, KEL_TAG_NUMERIC_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    CHARS(NumericFixed, KEL_TAG_NUMERIC_STRING, KEL_FORM_PADDED, 3, 3),
-    CHARS(NumericAlpha, KEL_TAG_NUMERIC_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE),
-    CHARS(NumericBoth, KEL_TAG_NUMERIC_STRING, KEL_FORM_VARYING, 16, VARYING_SIZE(16)),
-    CHARS(Printable, KEL_TAG_PRINTABLE_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE),
-    CHARS(PrintableSize, KEL_TAG_PRINTABLE_STRING, KEL_FORM_NULLTERM, 20, 21),
-    CHARS(PrintableAlpha, KEL_TAG_PRINTABLE_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE),
-    CHARS(PrintableBoth, KEL_TAG_PRINTABLE_STRING, KEL_FORM_VARYING_PTR, 8, POINTER_SIZE),
-    CHARS(Utf8, KEL_TAG_UTF8_STRING, KEL_FORM_UTF8, 0, UNBOUNDED_SIZE),
-    CHARS(Bmp, KEL_TAG_BMP_STRING, KEL_FORM_BMP, 0, sizeof(KelBmpString)),
-    CHARS(Universal, KEL_TAG_UNIVERSAL_STRING, KEL_FORM_UNIVERSAL, 0, sizeof(KelUniversalString)),
+    OCTETS(Octets, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, NULL),
+    OCTETS(Octets4, KEL_FORM_FIXED, 4, 4, &size4),
+    OCTETS(Octets0to10, KEL_FORM_VARYING, 10, VARYING_SIZE(10), &size0to10),
+    CHARS(Ia5, KEL_TAG_IA5_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, NULL),
+    CHARS(Ia5Size, KEL_TAG_IA5_STRING, KEL_FORM_VARYING_PTR, 8, POINTER_SIZE, &ia5SizePer),
+    CHARS(Ia5SizeExt, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE, &ia5SizeExtPer),
+    CHARS(Ia5Alpha, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE, &ia5AlphaPer),
+    CHARS(Ia5Both, KEL_TAG_IA5_STRING, KEL_FORM_NULLTERM, 12, 13, &ia5BothPer),
+    CHARS(Visible, KEL_TAG_VISIBLE_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE, NULL),
+    CHARS(VisibleFixed, KEL_TAG_VISIBLE_STRING, KEL_FORM_FIXED, 4, 4, &visibleFixedPer),
+    CHARS(VisibleAlpha, KEL_TAG_VISIBLE_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, &visibleAlphaPer),
+    CHARS(VisibleBoth, KEL_TAG_VISIBLE_STRING, KEL_FORM_VARYING, 6, VARYING_SIZE(6), &visibleBothPer),
+    CHARS(Numeric, KEL_TAG_NUMERIC_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, NULL),
+    CHARS(NumericFixed, KEL_TAG_NUMERIC_STRING, KEL_FORM_PADDED, 3, 3, &numericFixedPer),
+    CHARS(NumericAlpha, KEL_TAG_NUMERIC_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE, &numericAlphaPer),
+    CHARS(NumericBoth, KEL_TAG_NUMERIC_STRING, KEL_FORM_VARYING, 16, VARYING_SIZE(16), &numericBothPer),
+    CHARS(Printable, KEL_TAG_PRINTABLE_STRING, KEL_FORM_NULLTERM_PTR, 0, POINTER_SIZE, NULL),
+    CHARS(PrintableSize, KEL_TAG_PRINTABLE_STRING, KEL_FORM_NULLTERM, 20, 21, &printableSizePer),
+    CHARS(PrintableAlpha, KEL_TAG_PRINTABLE_STRING, KEL_FORM_UNBOUNDED, 0, UNBOUNDED_SIZE, &printableAlphaPer),
+    CHARS(PrintableBoth, KEL_TAG_PRINTABLE_STRING, KEL_FORM_VARYING_PTR, 8, POINTER_SIZE, &printableBothPer),
+    CHARS(Utf8, KEL_TAG_UTF8_STRING, KEL_FORM_UTF8, 0, UNBOUNDED_SIZE, NULL),
+    CHARS(Bmp, KEL_TAG_BMP_STRING, KEL_FORM_BMP, 0, sizeof(KelBmpString), NULL),
+    CHARS(Universal, KEL_TAG_UNIVERSAL_STRING, KEL_FORM_UNIVERSAL, 0, sizeof(KelUniversalString), NULL),
     [Oid] = { .name = "Oid", .kind = KEL_KIND_OID, .tagCount = 1, .tags = { KEL_TAG(0, 0, 6) },
               .form = KEL_FORM_OID_ENCODED, .size = sizeof(KelOidEncoded) },
     [RelOid] = { .name = "RelOid", .kind = KEL_KIND_RELATIVE_OID, .tagCount = 1,
@@ -281,13 +325,13 @@ static const KelTypeDesc types[TypeCount] = {
     SEQUENCE(SeqExtGroup, SeqExtGroupValue, seqExtGroup, EXT),
     SET(SetMany, SetManyValue, setMany),
     SET(SetOrder, SetOrderValue, setOrder),
-    SEQUENCE_OF(SeqOfInt, intElement),
+    SEQUENCE_OF(SeqOfInt, intElement, NULL),
     SET_OF(SetOfInt, intElement),
     SET_OF(SetOfOctets, octetsElement),
-    SEQUENCE_OF(SeqOfSize, ia5Element),
-    SEQUENCE_OF(SeqOfSizeExt, boolElement),
-    SEQUENCE_OF(SeqOfFixed, u8Element),
-    SEQUENCE_OF(SeqOfSeq, seqOptElement),
+    SEQUENCE_OF(SeqOfSize, ia5Element, &size2to5),
+    SEQUENCE_OF(SeqOfSizeExt, boolElement, &size1to3Ext),
+    SEQUENCE_OF(SeqOfFixed, u8Element, &size3),
+    SEQUENCE_OF(SeqOfSeq, seqOptElement, NULL),
     CHOICE(Choice, ChoiceValue, choice, 0),
     CHOICE(ChoiceExt, ChoiceExtValue, choiceExt, EXT),
     SEQUENCE(Nest, NestValue, nest, 0),
@@ -311,8 +355,7 @@ static const KelPduDesc pdus[] = {
 };
 
 const KelCodeFile kel_typeszoo_codefile = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = "TypesZoo",
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

@@ -210,8 +210,7 @@ static const KelTypeDesc types[TypeCount] = {
 static const KelPduDesc pdus[] = { { { "Certificate", "Certificate" }, &types[Certificate] } };
 
 const KelCodeFile kel_x509_certificate_codefile = {
-    .control = { .init = kel_ber_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,
-                 .freePdu = kel_codefile_free, .version = 17, .perVersion = 16 },
+    .control = KEL_CODEFILE_CONTROL,
     .module = "X509Certificate",
     .pduCount = sizeof pdus / sizeof pdus[0],
     .pdus = pdus,

@@ -45,6 +45,8 @@ constexpr Rule kRules[] = {
     {"ber", KEL_BER, false},
     {"der", KEL_DER, true},
     {"cer", KEL_CER, true},
+    {"per", KEL_PER_ALIGNED, true},
+    {"uper", KEL_PER_UNALIGNED, true},
 };
 const std::set<std::string> kCorpusRules = {"ber", "der", "cer", "per", "uper",
                                             "oer", "coer", "xer", "cxer", "jer"};
@@ -56,9 +58,13 @@ const Rule *find_rule(const std::string &name) {
     return nullptr;
 }
 
-// Whether the code file has the entries of the rule's family; all rules of
-// the runner so far are of the BER family.
-bool supports(const KelCodeFile *file, const Rule &) {
+bool is_per(const Rule &rule) { return rule.number == KEL_PER_ALIGNED || rule.number == KEL_PER_UNALIGNED; }
+
+// Whether the code file has the entries of the rule's family, and the
+// family's walker knows the type.
+bool supports(const KelCodeFile *file, const Rule &rule, const KelTypeDesc *type) {
+    if (is_per(rule))
+        return file->control.perEncode && file->control.perDecode && kel_per_knows(type);
     return file->control.berEncode && file->control.berDecode;
 }
 
@@ -1076,7 +1082,7 @@ class Runner {
             if (!rules_.count(name))
                 continue;
             const Rule *rule = find_rule(name);
-            if (!rule || !world || !supports(file, *rule)) {
+            if (!rule || !world || !supports(file, *rule, type)) {
                 totals_.skipped++;
                 byRule_[name].skipped++;
                 continue;

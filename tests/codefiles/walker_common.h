@@ -1,0 +1,105 @@
+/*
+ * walker_common.h - what the rule families' walkers share about structured
+ * values: a component's tags in its place, its presence and value in a
+ * record, the canonical tag by which SET components and CHOICE alternatives
+ * are ordered, the key match of an open type's table, and the nesting count.
+ */
+#ifndef KEL_WALKER_COMMON_H
+#define KEL_WALKER_COMMON_H
+
+#include <string.h>
+
+#include "kel_types.h"
+
+/* Messages that every walker raises. */
+enum { KEL_MSG_PDU_RANGE = 3, KEL_MSG_CHOICE_SELECTOR = 7, KEL_MSG_NESTING = 182 };
+
+/* State of one encode or decode call. */
+typedef struct Walk {
+    KelGlobal *world;
+    uint32_t limit; /* structures that may nest; 0 for no limit */
+    uint32_t depth;
+} Walk;
+
+/* The tags of a value in its place, outermost first. */
+typedef struct Tags {
+    KelTag tag[KEL_MAX_TAGS];
+    int count;
+} Tags;
+
+static inline int kel_has_own_tag(const KelTypeDesc *type)
+{
+    return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
+}
+
+static inline Tags kel_tags_of(const KelComponent *c)
+{
+    Tags t;
+    int i = 0;
+    t.count = 0;
+    if (c->tagging != KEL_TAGGING_NONE) {
+        t.tag[t.count++] = c->tag;
+        i = c->tagging == KEL_TAGGING_IMPLICIT;
+    }
+    for (; i < c->type->tagCount; i++)
+        t.tag[t.count++] = c->type->tags[i];
+    return t;
+}
+
+static inline int kel_is_present(const KelComponent *c, const unsigned char *record)
+{
+    if (c->flags & KEL_COMP_POINTER)
+        return *(void *const *)(const void *)(record + c->offset) != NULL;
+    return !c->presenceBit || (*(const uint32_t *)(const void *)record >> (c->presenceBit - 1) & 1u);
+}
+
+static inline unsigned char *kel_value_of(const KelComponent *c, unsigned char *record)
+{
+    unsigned char *field = record + c->offset;
+    return c->flags & KEL_COMP_POINTER ? *(unsigned char **)(void *)field : field;
+}
+
+/* The tag by which a component is ordered: its outermost, or for an
+ * untagged CHOICE the smallest of its alternatives'. */
+static inline uint16_t kel_canonical_tag(const KelComponent *c)
+{
+    Tags t = kel_tags_of(c);
+    uint16_t least = 0xFFFF, tag;
+    uint32_t i;
+    if (t.count)
+        return t.tag[0].classNumber;
+    for (i = 0; i < c->type->componentCount; i++)
+        if ((tag = kel_canonical_tag(&c->type->components[i])) < least)
+            least = tag;
+    return least;
+}
+
+/* Whether the key component's value equals a row's key. */
+static inline int kel_key_equals(const KelTypeDesc *keyType, const unsigned char *key, const void *rowKey)
+{
+    if (keyType->kind == KEL_KIND_OID) {
+        const KelOidEncoded *a = (const KelOidEncoded *)(const void *)key;
+        const KelOidEncoded *b = (const KelOidEncoded *)rowKey;
+        return a->length == b->length && memcmp(a->value, b->value, a->length) == 0;
+    }
+    return memcmp(key, rowKey, keyType->size) == 0;
+}
+
+static inline void kel_walk_enter(Walk *w)
+{
+    if (++w->depth > w->limit && w->limit)
+        _kel_enc_error(w->world, KEL_MSG_NESTING, 0);
+}
+
+/* The type of a PDU, after recording it in the world for the messages. */
+static inline const KelTypeDesc *kel_walk_pdu(KelGlobal *world, int pdu)
+{
+    const KelCodeFile *file = kel_world_codefile(world);
+    if (pdu < 1 || pdu > file->pduCount)
+        _kel_enc_error(world, KEL_MSG_PDU_RANGE, (uint32_t)pdu);
+    world->pduNumber = pdu;
+    world->pduEntry = &file->pdus[pdu - 1].names;
+    return file->pdus[pdu - 1].type;
+}
+
+#endif /* KEL_WALKER_COMMON_H */
