@@ -9,6 +9,7 @@
 
 #include "codefiles.h"
 #include "kelvarn_ber.h"
+#include "per_alphabets.h"
 
 enum { Ax, Int, IntA, Bool, Ia5, Digits3, Bmp, Printable, AxC, TypeCount };
 
@@ -31,23 +32,27 @@ typedef struct AxValue {
 
 static const KelTypeDesc types[TypeCount];
 
+/* NumericString (SIZE(3)) */
+static const KelPerString digits3 = { &kel_alphabet_numeric, 3, 3, 0, KEL_ALPHABET_NUMERIC_FLAGS };
+static const KelPerFacts digits3Per = { &digits3, NULL, NULL };
+
 #define CTX(cons, n) KEL_TAG(KEL_CLASS_CONTEXT, cons, n)
-#define COMP(field, t, n, fl, bit) \
-    { #field, &types[t], offsetof(AxValue, field), fl, bit, KEL_TAGGING_IMPLICIT, CTX(0, n), NULL }
-#define ALT(name, t, n) \
-    { #name, &types[t], offsetof(AxCValue, u.name), 0, 0, KEL_TAGGING_IMPLICIT, CTX(0, n), NULL }
+#define COMP(field, t, n, fl, bit, group) \
+    { #field, &types[t], offsetof(AxValue, field), fl, bit, KEL_TAGGING_IMPLICIT, CTX(0, n), NULL, group }
+#define ALT(name, t, n, fl, group) \
+    { #name, &types[t], offsetof(AxCValue, u.name), fl, 0, KEL_TAGGING_IMPLICIT, CTX(0, n), NULL, group }
 enum { OPT = KEL_COMP_OPTIONAL, ADD = KEL_COMP_EXTENSION };
 
 static const KelComponent ax[] = {
-    COMP(a, IntA, 0, 0, 0),
-    COMP(b, Bool, 1, 0, 0),
+    COMP(a, IntA, 0, 0, 0, 0),
+    COMP(b, Bool, 1, 0, 0, 0),
     { "c", &types[AxC], offsetof(AxValue, c), 0, 0, KEL_TAGGING_EXPLICIT, CTX(1, 2), NULL },
-    COMP(g, Digits3, 5, ADD, 1),
-    COMP(h, Bool, 6, OPT | ADD, 2),
-    COMP(i, Bmp, 3, OPT, 3),
-    COMP(j, Printable, 4, OPT, 4),
+    COMP(g, Digits3, 5, ADD, 1, 1), /* the version bracket [[ g, h ]] */
+    COMP(h, Bool, 6, OPT | ADD, 2, 1),
+    COMP(i, Bmp, 3, OPT, 3, 0),
+    COMP(j, Printable, 4, OPT, 4, 0),
 };
-static const KelComponent axC[] = { ALT(d, Int, 0), ALT(e, Bool, 1), ALT(f, Ia5, 2) };
+static const KelComponent axC[] = { ALT(d, Int, 0, 0, 0), ALT(e, Bool, 1, ADD, 1), ALT(f, Ia5, 2, ADD, 1) };
 
 #define LIST(list) .components = list, .componentCount = sizeof list / sizeof list[0]
 
@@ -63,7 +68,7 @@ static const KelTypeDesc types[TypeCount] = {
               .form = KEL_FORM_UNBOUNDED, .size = sizeof(KelUnboundedString) },
     [Digits3] = { .name = "Digits3", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1,
                   .tags = { KEL_TAG_NUMERIC_STRING }, .form = KEL_FORM_FIXED, .flags = KEL_DESC_UPPER,
-                  .upper = 3, .size = 3 },
+                  .upper = 3, .size = 3, .per = &digits3Per },
     [Bmp] = { .name = "Bmp", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1, .tags = { KEL_TAG_BMP_STRING },
               .form = KEL_FORM_BMP, .size = sizeof(KelBmpString) },
     [Printable] = { .name = "Printable", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1,

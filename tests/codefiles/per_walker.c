@@ -346,6 +346,7 @@ static void encode_chars(KelGlobal *world, const KelTypeDesc *type, const unsign
 static void decode_chars(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
 {
     const KelPerString *desc = kel_per_size_of(type);
+    KelPerString withRoom;
     KelUnboundedString *unbounded = (KelUnboundedString *)(void *)field;
     void **pointer = (void **)(void *)field;
     const int km = known_multiplier(type);
@@ -375,6 +376,12 @@ static void decode_chars(KelGlobal *world, const KelTypeDesc *type, unsigned cha
             _kel_pdec_pad_nkmstr(world, field, (uint32_t)type->upper);
         return;
     case KEL_FORM_NULLTERM:
+        /* The buffer's room is the form's, whatever the constraint says. */
+        if (km && desc->capacity != (uint32_t)type->upper) {
+            withRoom = *desc;
+            withRoom.capacity = (uint32_t)type->upper;
+            desc = &withRoom;
+        }
         if (km)
             _kel_pdec_nt_kmstr(world, field, desc);
         else

@@ -4,6 +4,8 @@
  * sizes leave the strings unbounded; children are OPTIONAL, and a child
  * may carry the extension addition `sex`.
  */
+#include "codefiles.h"
+
 #define PERSONNEL_MODULE "PersonnelA3"
 #define PERSONNEL_CODEFILE kel_personnel_a3_codefile
 #define NAME_FIELD(f) KelUnboundedString f
@@ -16,4 +18,21 @@
 #define CHILDREN_FLAGS KEL_COMP_OPTIONAL
 #define CHILDREN_DEFAULT NULL
 #define WITH_SEX 1
+#define NUMBER_CONSTRAINT \
+    .flags = KEL_DESC_SIGNED | KEL_DESC_LOWER | KEL_DESC_UPPER | KEL_DESC_EXTENSIBLE, .lower = 0, .upper = 9999
+#include "per_alphabets.h"
+#define EXTENSIBLE_SIZE KEL_PER_SIZE_EXTENSIBLE
+static const KelPerString nameString = { &kel_alphabet_name, 1, 64, 0, KEL_ALPHABET_NAME_FLAGS | EXTENSIBLE_SIZE };
+/* (SIZE(1)) after the extensible NameString constraint: not extensible */
+static const KelPerString initialString = { &kel_alphabet_name, 1, 1, 0, KEL_ALPHABET_NAME_FLAGS };
+static const KelPerString dateString = { &kel_alphabet_digits, 8, 8, 0, KEL_ALPHABET_DIGITS_FLAGS | EXTENSIBLE_SIZE };
+static const KelPerString childrenSize = { NULL, 2, 2, 0, EXTENSIBLE_SIZE };
+static const KelPerFacts namePer = { &nameString, NULL, NULL };
+static const KelPerFacts initialPer = { &initialString, NULL, NULL };
+static const KelPerFacts datePer = { &dateString, NULL, NULL };
+static const KelPerFacts childrenPer = { &childrenSize, NULL, NULL };
+#define NAME_PER &namePer
+#define INITIAL_PER &initialPer
+#define DATE_PER &datePer
+#define CHILDREN_PER &childrenPer
 #include "personnel_module.h"

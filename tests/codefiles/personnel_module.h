@@ -11,6 +11,9 @@
  *   EXTENSIBLE                             KEL_DESC_EXTENSIBLE or 0
  *   CHILDREN_FLAGS, CHILDREN_DEFAULT       children: DEFAULT {} or OPTIONAL
  *   WITH_SEX                               ChildInformation has `sex`
+ *   NUMBER_CONSTRAINT                      bounds of EmployeeNumber
+ *   NAME_PER, INITIAL_PER, DATE_PER, CHILDREN_PER   PER facts of the
+ *                                          constrained types, or NULL
  *
  * The module has EXPLICIT tags; Name, EmployeeNumber and Date carry
  * implicit application tags.
@@ -19,8 +22,12 @@
 
 #include "codefiles.h"
 #include "kelvarn_ber.h"
+#include "per_alphabets.h"
 
-enum { PersonnelRecord, ChildInformation, Name, EmployeeNumber, Date, NameString, Initial, Children, Sex, TypeCount };
+enum {
+    PersonnelRecord, ChildInformation, Name, EmployeeNumber, Date, NameString, Initial, Title, Children, Sex,
+    TypeCount
+};
 
 typedef struct NameValue {
     NAME_FIELD(givenName);
@@ -67,8 +74,7 @@ static const KelComponent child[] = {
 };
 static const KelComponent record[] = {
     COMP(RecordValue, name, Name, N, NO_TAG, 0, 0),
-    /* title [0] VisibleString: the form of NameString serves it */
-    COMP(RecordValue, title, NameString, E, CTX(0), 0, 0),
+    COMP(RecordValue, title, Title, E, CTX(0), 0, 0),
     COMP(RecordValue, number, EmployeeNumber, N, NO_TAG, 0, 0),
     COMP(RecordValue, dateOfHire, Date, E, CTX(1), 0, 0),
     COMP(RecordValue, nameOfSpouse, Name, E, CTX(2), 0, 0),
@@ -77,6 +83,9 @@ static const KelComponent record[] = {
 };
 static const KelComponent childElement[] = { { "element", &types[ChildInformation], 0, 0, 0, N, NO_TAG, NULL } };
 static const KelNamedNumber sexNames[] = { { "male", 1 }, { "female", 2 }, { "unknown", 3 } };
+static const int32_t sexValues[] = { 1, 2, 3 };
+static const KelPerEnumTable sexRoot = { 3, sexValues };
+static const KelPerFacts sexPer = { NULL, &sexRoot, NULL };
 
 #define LIST(list) .components = list, .componentCount = sizeof list / sizeof list[0]
 #define VISIBLE KEL_TAG_VISIBLE_STRING
@@ -92,18 +101,22 @@ static const KelTypeDesc types[TypeCount] = {
                .tags = { KEL_TAG(KEL_CLASS_APPLICATION, 1, 1) }, .flags = EXTENSIBLE,
                .size = sizeof(NameValue), LIST(name) },
     [EmployeeNumber] = { .name = "EmployeeNumber", .kind = KEL_KIND_INTEGER, .tagCount = 1,
-                         .tags = { KEL_TAG(KEL_CLASS_APPLICATION, 0, 2) }, .width = 8,
-                         .flags = KEL_DESC_SIGNED, .size = 8 },
+                         .tags = { KEL_TAG(KEL_CLASS_APPLICATION, 0, 2) }, .width = 8, .size = 8,
+                         NUMBER_CONSTRAINT },
     [Date] = { .name = "Date", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1,
-               .tags = { KEL_TAG(KEL_CLASS_APPLICATION, 0, 3) }, DATE_FORM },
+               .tags = { KEL_TAG(KEL_CLASS_APPLICATION, 0, 3) }, DATE_FORM, .per = DATE_PER },
     [NameString] = { .name = "NameString", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1, .tags = { VISIBLE },
-                     NAME_FORM },
+                     NAME_FORM, .per = NAME_PER },
     [Initial] = { .name = "Initial", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1, .tags = { VISIBLE },
-                  INITIAL_FORM },
+                  INITIAL_FORM, .per = INITIAL_PER },
+    /* title [0] VisibleString: unconstrained, in the form of NameString */
+    [Title] = { .name = "Title", .kind = KEL_KIND_CHAR_STRING, .tagCount = 1, .tags = { VISIBLE }, NAME_FORM },
     [Children] = { .name = "Children", .kind = KEL_KIND_SEQUENCE_OF, .tagCount = 1,
-                   .tags = { KEL_TAG(0, 1, 16) }, .size = sizeof(KelSequenceOf), LIST(childElement) },
+                   .tags = { KEL_TAG(0, 1, 16) }, .size = sizeof(KelSequenceOf), LIST(childElement),
+                   .per = CHILDREN_PER },
     [Sex] = { .name = "Sex", .kind = KEL_KIND_ENUMERATED, .tagCount = 1, .tags = { KEL_TAG_ENUMERATED },
-              .width = 4, .flags = KEL_DESC_SIGNED, .size = 4, .names = sexNames, .nameCount = 3 },
+              .width = 4, .flags = KEL_DESC_SIGNED, .size = 4, .names = sexNames, .nameCount = 3,
+              .per = &sexPer },
 };
 
 static const KelPduDesc pdus[] = {

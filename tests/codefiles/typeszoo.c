@@ -178,8 +178,8 @@ static const KelTypeDesc types[TypeCount];
 #define TAGGED(rec, field, t, cls, n, fl, bit)                                              \
     { #field, &types[t], offsetof(rec, field), fl, bit, KEL_TAGGING_IMPLICIT,                 \
       KEL_TAG(cls, 0, n), NULL }
-#define ALT(rec, name, t, n) \
-    { #name, &types[t], offsetof(rec, u.name), 0, 0, KEL_TAGGING_IMPLICIT, KEL_TAG(KEL_CLASS_CONTEXT, 0, n), NULL }
+#define ALT(rec, name, t, n, fl) \
+    { #name, &types[t], offsetof(rec, u.name), fl, 0, KEL_TAGGING_IMPLICIT, KEL_TAG(KEL_CLASS_CONTEXT, 0, n), NULL }
 #define ELEMENT(t) { "element", &types[t], 0, 0, 0, KEL_TAGGING_NONE, { 0, 0, 0, 0 }, NULL }
 
 enum { OPT = KEL_COMP_OPTIONAL, DEF = KEL_COMP_DEFAULT, ADD = KEL_COMP_EXTENSION };
@@ -232,16 +232,16 @@ static const KelComponent boolElement[] = { ELEMENT(Bool) };
 static const KelComponent u8Element[] = { ELEMENT(IntU8) };
 static const KelComponent seqOptElement[] = { ELEMENT(SeqOpt) };
 static const KelComponent choice[] = {
-    ALT(ChoiceValue, i, Int, 0),
-    ALT(ChoiceValue, s, Ia5, 1),
-    ALT(ChoiceValue, b, Bool, 2),
-    ALT(ChoiceValue, n, Null, 3),
+    ALT(ChoiceValue, i, Int, 0, 0),
+    ALT(ChoiceValue, s, Ia5, 1, 0),
+    ALT(ChoiceValue, b, Bool, 2, 0),
+    ALT(ChoiceValue, n, Null, 3, 0),
 };
 static const KelComponent choiceExt[] = {
-    ALT(ChoiceExtValue, i, U16, 0),
-    ALT(ChoiceExtValue, s, Ia5, 1),
-    ALT(ChoiceExtValue, o, Octets, 2),
-    ALT(ChoiceExtValue, e, Enum, 3),
+    ALT(ChoiceExtValue, i, U16, 0, 0),
+    ALT(ChoiceExtValue, s, Ia5, 1, 0),
+    ALT(ChoiceExtValue, o, Octets, 2, ADD),
+    ALT(ChoiceExtValue, e, Enum, 3, ADD),
 };
 static const KelComponent nest[] = {
     AUTO(NestValue, depth, Int, 0, 0, 0, 0),
