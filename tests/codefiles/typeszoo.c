@@ -35,7 +35,7 @@ enum {
     SeqOpt, SeqEmpty, SeqExt, SeqExtGroup, SetMany, SetOrder, SeqOfInt, SetOfInt, SetOfOctets,
     SeqOfSize, SeqOfSizeExt, SeqOfFixed, SeqOfSeq, Choice, ChoiceExt, Nest,
     /* types of components that no PDU of the module has */
-    U16, TypeCount
+    U16, U0to15, U0to7, TypeCount
 };
 
 #define SIMPLE(id, k, tag, bytes) \
@@ -107,7 +107,9 @@ PER_SIZE(printableBothPer, &kel_alphabet_lower_punct, 2, 8, 0, KEL_ALPHABET_LOWE
 ENUMERATION(enumRoot, 0, 1, 2);
 ENUMERATION(enumNumRoot, 3, 10, 100);
 ENUMERATION(enumExtRoot, 0, 1);
-ENUMERATION(enumExtAdditions, 2, 10);
+/* The additions end with the base of the values a decoder synthesises for
+ * additions it doesn't know: index k past the known ones is base - k. */
+ENUMERATION(enumExtAdditions, 2, 10, -1);
 static const KelPerFacts enumPer = { NULL, &enumRoot, NULL };
 static const KelPerFacts enumNumPer = { NULL, &enumNumRoot, NULL };
 static const KelPerFacts enumExtPer = { NULL, &enumExtRoot, &enumExtAdditions };
@@ -207,7 +209,7 @@ static const KelComponent seqExtGroup[] = {
     /* the version bracket [[ c, d ]] */
     { "c", &types[Ia5], offsetof(SeqExtGroupValue, c), ADD, 2, KEL_TAGGING_IMPLICIT,
       KEL_TAG(KEL_CLASS_CONTEXT, 0, 2), NULL, 1 },
-    { "d", &types[IntU8], offsetof(SeqExtGroupValue, d), OPT | ADD, 3, KEL_TAGGING_IMPLICIT,
+    { "d", &types[U0to7], offsetof(SeqExtGroupValue, d), OPT | ADD, 3, KEL_TAGGING_IMPLICIT,
       KEL_TAG(KEL_CLASS_CONTEXT, 0, 3), NULL, 1 },
     AUTO(SeqExtGroupValue, e, Octets, 4, 0, OPT | ADD, 4),
 };
@@ -229,7 +231,7 @@ static const KelComponent intElement[] = { ELEMENT(Int) };
 static const KelComponent octetsElement[] = { ELEMENT(Octets) };
 static const KelComponent ia5Element[] = { ELEMENT(Ia5) };
 static const KelComponent boolElement[] = { ELEMENT(Bool) };
-static const KelComponent u8Element[] = { ELEMENT(IntU8) };
+static const KelComponent u4Element[] = { ELEMENT(U0to15) };
 static const KelComponent seqOptElement[] = { ELEMENT(SeqOpt) };
 static const KelComponent choice[] = {
     ALT(ChoiceValue, i, Int, 0, 0),
@@ -330,12 +332,14 @@ static const KelTypeDesc types[TypeCount] = {
     SET_OF(SetOfOctets, octetsElement),
     SEQUENCE_OF(SeqOfSize, ia5Element, &size2to5),
     SEQUENCE_OF(SeqOfSizeExt, boolElement, &size1to3Ext),
-    SEQUENCE_OF(SeqOfFixed, u8Element, &size3),
+    SEQUENCE_OF(SeqOfFixed, u4Element, &size3),
     SEQUENCE_OF(SeqOfSeq, seqOptElement, NULL),
     CHOICE(Choice, ChoiceValue, choice, 0),
     CHOICE(ChoiceExt, ChoiceExtValue, choiceExt, EXT),
     SEQUENCE(Nest, NestValue, nest, 0),
     INTEGER(U16, 2, LO | HI, 0, 65535),
+    INTEGER(U0to15, 1, LO | HI, 0, 15),
+    INTEGER(U0to7, 1, LO | HI, 0, 7),
 };
 
 /* PDU numbers follow the module's order, from 1. */
