@@ -2,7 +2,8 @@
 // the open type of PER.  The generated code reads the extension bit and then
 // asks here for the preamble of presence bits; it decodes the additions it
 // knows and hands the rest to _kel_pdec_eas, which steps over them, or to
-// _kel_copy_preamble, which keeps their presence bits for a relay.  An open
+// _kel_copy_preamble (with the BER family's SEQUENCE support), which keeps
+// their presence bits for a relay.  An open
 // type is an unconstrained octet string around a complete encoding.
 #include "per.h"
 
@@ -54,31 +55,6 @@ void _kel_pdec_eas(KelGlobal *world, unsigned char *bits, uint32_t count, uint32
         if (bit_at(bits, i))
             _kel_pdec_sot(world);
     _kel_dec_freetempmem(world, bits);
-}
-
-uint32_t _kel_copy_preamble(KelGlobal *world, const unsigned char *bits, uint32_t count, uint32_t known,
-                            void *countField, unsigned char **out, uint32_t countWidth) {
-    if (count <= known) {
-        *out = nullptr;
-        _kel_set_uint(countField, countWidth, 0);
-        return 0;
-    }
-    const uint32_t unknown = count - known;
-    const uint32_t octets = (unknown >> 3) + ((unknown & 7) != 0);
-    auto *kept = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, octets));
-    // Both copies write every octet of the result and clear the bits behind
-    // the last one.
-    const unsigned char *from = bits + (known >> 3);
-    if (known & 7)
-        kel::bits::copy_shift_left(kept, from, known & 7, unknown);
-    else
-        kel::bits::copy_aligned(kept, from, unknown);
-    *out = kept;
-    _kel_set_uint(countField, countWidth, unknown);
-    uint32_t present = 0;
-    for (uint32_t i = 0; i < octets; ++i)
-        present += static_cast<uint32_t>(std::popcount(kept[i]));
-    return present;
 }
 
 void _kel_pdec_opentype(KelGlobal *world, KelOpenType *value) {

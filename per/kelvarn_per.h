@@ -351,9 +351,6 @@ KEL_API uint32_t _kel_pdec_unconstr_pbit(KelGlobal *world, void *field, uint32_t
  * _kel_pdec_eas frees after skipping the additions from `first` on. */
 KEL_API uint32_t _kel_pdec_eap(KelGlobal *world, unsigned char **bits);
 KEL_API void _kel_pdec_eas(KelGlobal *world, unsigned char *bits, uint32_t count, uint32_t first);
-KEL_API uint32_t _kel_copy_preamble(KelGlobal *world, const unsigned char *bits, uint32_t count,
-                                    uint32_t known, void *countField, unsigned char **out,
-                                    uint32_t countWidth);
 KEL_API void _kel_pdec_opentype(KelGlobal *world, KelOpenType *value);
 KEL_API void _kel_penc_opentype(KelGlobal *world, const KelOpenType *value);
 

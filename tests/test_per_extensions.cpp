@@ -1,6 +1,7 @@
 // Tests of the PER extension additions preamble, the keeping and skipping of
 // unknown additions, open types, and the skip primitives, which must leave
 // the reader exactly where the matching decoder leaves it.
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "harness.h"
 #include "internal.h"
+#include "kelvarn_ber.h"
 #include "kelvarn_per.h"
 #include "per.h"
 
@@ -32,6 +34,7 @@ struct PerExtension : ::testing::Test {
     // Runs `body` as an encoder after `lead` one bits; answers the encoding,
     // exactly sized, and sets endBit.  An empty result means a failure.
     Octets encode(uint32_t lead, const Step &body) {
+        std::fill(buffer.begin(), buffer.end(), 0);
         world->userBuffer = 1;
         world->outPos = buffer.data();
         world->outRemaining = static_cast<int32_t>(buffer.size());
