@@ -58,8 +58,10 @@ static int omitted(const Walk *w, const KelComponent *c, unsigned char *record)
            memcmp(record + c->offset, c->defaultValue, c->type->size) == 0;
 }
 
-/* SET components go out under DER and CER in canonical order: written
- * backward, the one with the greatest tag below the last written first. */
+/* SET components go out under DER and CER in the order of their tags:
+ * written backward, the one with the greatest tag below the last written
+ * first.  CER ranks an untagged CHOICE by the smallest tag it may have,
+ * DER by the tag of the alternative chosen. */
 static int32_t encode_members(Walk *w, unsigned char **pos, int32_t *rem, const KelTypeDesc *type,
                               unsigned char *record)
 {
@@ -72,7 +74,8 @@ static int32_t encode_members(Walk *w, unsigned char **pos, int32_t *rem, const 
             const KelComponent *next = NULL;
             uint32_t greatest = 0, tag;
             for (i = 0; i < count; i++) {
-                tag = kel_canonical_tag(&type->components[i]);
+                tag = w->world->encRules == KEL_DER ? kel_value_tag(&type->components[i], record)
+                                                    : kel_canonical_tag(&type->components[i]);
                 if (tag < below && (!next || tag > greatest)) {
                     next = &type->components[i];
                     greatest = tag;

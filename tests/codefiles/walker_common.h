@@ -74,6 +74,23 @@ static inline uint16_t kel_canonical_tag(const KelComponent *c)
     return least;
 }
 
+/* The tag a component's value goes out with: its outermost, or for an
+ * untagged CHOICE the tag of the alternative chosen (the canonical tag when
+ * the value is absent or has no alternative). */
+static inline uint16_t kel_value_tag(const KelComponent *c, unsigned char *record)
+{
+    const Tags t = kel_tags_of(c);
+    unsigned char *value;
+    uint32_t selector;
+    if (t.count || c->type->kind != KEL_KIND_CHOICE || !kel_is_present(c, record))
+        return kel_canonical_tag(c);
+    value = kel_value_of(c, record);
+    selector = *(const uint32_t *)(const void *)value;
+    if (selector < 1 || selector > c->type->componentCount)
+        return kel_canonical_tag(c);
+    return kel_value_tag(&c->type->components[selector - 1], value);
+}
+
 /* Whether the key component's value equals a row's key. */
 static inline int kel_key_equals(const KelTypeDesc *keyType, const unsigned char *key, const void *rowKey)
 {

@@ -1046,9 +1046,6 @@ class Runner {
          "a local GeneralizedTime given a Z: another value; DER can't carry a local time (X.690 11.7.1)", false},
         {"TypesZoo", "gen-offset", "der",
          "the DER octets are the time converted to UTC, another value of the type than the case's", false},
-        {"TagsExplicit", "setchoice-s", "der",
-         "SET ordered by the chosen alternative's tag; DER orders an untagged CHOICE by its smallest tag "
-         "(X.690 10.3)", true},
         {"OpenTypes", "envelope-seq", "cer",
          "a SEQUENCE inside the open type with a definite length; CER constructed encodings are indefinite "
          "(X.690 9.1)", true},
