@@ -158,7 +158,8 @@ uint32_t collect(KelGlobal *world, void **field, uint32_t header) {
     if (whole > UINT32_MAX)
         fail(world, kMsgSizeExceeded, UINT32_MAX);
     unsigned char *block = take_block(world, header + unit_octets<kBit>(whole), false);
-    std::memset(block, 0, header);
+    if (header)
+        std::memset(block, 0, header);
     unsigned char *content = block + header;
     _kel_get_bits(world, content + unit_index<kBit>(total), length, 1);
     for (const FragmentNode *node = first; node; node = node->next) {
