@@ -1,173 +1,18 @@
 /*
- * fuzz_ber.cpp - libFuzzer target of the BER family: decodes the input as
- * BER, DER or CER through a stand-in code file, in library memory or in a
- * caller's buffer, and runs what decoded through a round trip.
- *
- * The oracle: when a decoded value encodes, its encoding must decode and
- * that second value must encode to the same octets.  (Decoders accept some
- * values that encoders refuse, so a first encode may fail.)  Encodings are
- * compared, never values in memory.  Along the way the frame's promises
- * are checked: a failed decode leaves no value in library memory and the
- * caller's area in place, and the decoder never claims to have read more
- * than it was given when it succeeds.  Every value goes back through
- * kelFreePDU and every encoding through kelFreeBuf, so that LeakSanitizer reports real leaks.
- *
- * The first octets choose schema, PDU, rule and memory (fuzz_schemas.h);
- * bit 6 of the mode octet asks for relaxed decoding.
+ * fuzz_ber.cpp - libFuzzer target of the BER family: BER, DER and CER
+ * through the round trip of round_trip.h.
  */
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
-
-#include "fuzz_schemas.h"
+#include "round_trip.h"
 
 namespace {
 
-using kel_fuzz::Selection;
-
-constexpr int berRules[] = { KEL_BER, KEL_DER, KEL_CER };
-constexpr const char *berRuleNames[] = { "BER", "DER", "CER" };
-constexpr unsigned ruleCount = sizeof berRules / sizeof berRules[0];
-constexpr unsigned familyRelaxed = 0x1;
-
-/* Room for the value decoded from n octets: the largest record of the code
- * files is a few dozen octets for a two-octet encoding. */
-std::size_t decode_room(std::size_t n) { return 16 * n + 256; }
-/* Room for an encoding: fixed-size forms can outgrow a short input. */
-std::size_t encode_room(std::size_t n) { return 8 * n + 4096; }
-
-/* One decode-encode chain on an open world, under one selection. */
-class RoundTrip {
-public:
-    RoundTrip(KelGlobal *world, const Selection &sel) : world_(world), sel_(sel) {}
-
-    [[noreturn]] void fail(const char *what, int code) const
-    {
-        std::fprintf(stderr, "fuzz_ber: %s; %s, PDU %d of %s, %s memory, misalign %u, code %d: %s\n",
-                     what, berRuleNames[sel_.rule], sel_.pdu, sel_.schema->module,
-                     sel_.callerBuffer ? "caller's" : "library", sel_.misalign, code,
-                     kelGetErrMsg(world_));
-        std::abort();
-    }
-
-    /* Decodes n octets; the value, or null when the decoder refused them.
-     * `room` is the size of the caller's area when one is used. */
-    void *decode(const uint8_t *octets, std::size_t n, std::size_t room)
-    {
-        KelBuf input{ uint32_t(n), const_cast<unsigned char *>(octets) };
-        int pdu = sel_.pdu;
-        void *value = nullptr;
-        unsigned char *aligned = nullptr;
-
-        if (sel_.callerBuffer) {
-            area_.assign(room + sel_.misalign, 0);
-            value = area_.data() + sel_.misalign;
-            aligned = area_.data() + ((sel_.misalign + 7) & ~7u);
-            world_->decodingLength = int32_t(room);
-        } else {
-            world_->decodingLength = 0;
-        }
-        int code = lastCode_ = kelDecode(world_, &pdu, &input, &value);
-        if (code == 0) {
-            /* A failure may leave the count past the end: the readers step
-             * over a length before they find it too long. */
-            if (kelGetBytesReadByDecoder(world_) > long(n))
-                fail("decoder read beyond its input", code);
-            if (!value)
-                fail("decode succeeded without a value", code);
-            if (pdu != sel_.pdu)
-                fail("decode changed the PDU number", code);
-            return value;
-        }
-        if (value != aligned)
-            fail(sel_.callerBuffer ? "failed decode moved the caller's area" : "failed decode left a value",
-                 code);
-        return nullptr;
-    }
-
-    int last_code() const { return lastCode_; }
-
-    /* Octets the decode took from the caller's area. */
-    std::size_t area_used() const { return std::size_t(world_->decodingLength); }
-
-    /* Encodes a value; returns the code and leaves the octets in `out`. */
-    int encode(void *value, std::vector<unsigned char> &out, std::size_t room)
-    {
-        std::vector<unsigned char> buffer;
-        KelBuf output{ 0, nullptr };
-        if (sel_.callerBuffer) {
-            buffer.assign(room, 0);
-            output = { uint32_t(room), buffer.data() };
-        }
-        int code = kelEncode(world_, sel_.pdu, value, &output);
-        if (code == 0) {
-            out.assign(output.value, output.value + output.length);
-            if (!sel_.callerBuffer)
-                kelFreeBuf(world_, output.value);
-        } else if (output.value != (sel_.callerBuffer ? buffer.data() : nullptr)) {
-            fail("failed encode changed the output record", code);
-        }
-        return code;
-    }
-
-    void release(void *value)
-    {
-        if (!sel_.callerBuffer)
-            kelFreePDU(world_, sel_.pdu, value);
-    }
-
-private:
-    KelGlobal *world_;
-    Selection sel_;
-    std::vector<unsigned char> area_; /* the caller's area of the last decode */
-    int lastCode_ = 0;
-};
-
-void round_trip(KelGlobal *world, const Selection &sel, const uint8_t *octets, std::size_t n)
-{
-    RoundTrip trip(world, sel);
-    std::vector<unsigned char> first, second;
-
-    void *value = trip.decode(octets, n, decode_room(n));
-    if (!value)
-        return;
-    std::size_t used = trip.area_used();
-    int code = trip.encode(value, first, encode_room(n));
-    trip.release(value);
-    // Decoders accept values that encoders refuse: an unknown alternative of
-    // an extensible CHOICE (kept as selector 0 in the walkers' memory form),
-    // an OBJECT IDENTIFIER that breaks the first-arc rules, a time beyond the
-    // encoder's range.  Such a value ends here; what does encode must
-    // decode and encode again to the same octets.
-    if (code)
-        return;
-
-    value = trip.decode(first.data(), first.size(), 2 * used + 256);
-    if (!value)
-        trip.fail("the re-encoding does not decode", trip.last_code());
-    code = trip.encode(value, second, encode_room(first.size()));
-    trip.release(value);
-    if (code)
-        trip.fail("the second value does not encode", code);
-    if (first != second)
-        trip.fail("the second encoding differs from the first", 0);
-}
+constexpr int rules[] = { KEL_BER, KEL_DER, KEL_CER };
+constexpr const char *ruleNames[] = { "BER", "DER", "CER" };
+constexpr kel_fuzz::Family family = { "fuzz_ber", rules, ruleNames, 3 };
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size)
 {
-    if (size < kel_fuzz::selectorSize)
-        return 0;
-    const Selection sel = kel_fuzz::select(data, ruleCount);
-    KelGlobal world;
-    if (kelinit(&world, const_cast<KelControlTable *>(sel.schema->control)) != 0)
-        std::abort();
-    if (kelSetEncodingRules(&world, berRules[sel.rule]) != 0)
-        std::abort();
-    if (sel.familyBits & familyRelaxed)
-        kelSetDecodingFlags(&world, kelGetDecodingFlags(&world) | KEL_RELAXED);
-    round_trip(&world, sel, data + kel_fuzz::selectorSize, size - kel_fuzz::selectorSize);
-    kelterm(&world);
-    return 0;
+    return kel_fuzz::run_input(family, data, size);
 }

@@ -41,6 +41,7 @@ struct Family {
 
 const Family families[] = {
     { "ber", { { "ber", ".ber.hex" }, { "der", ".der.hex" }, { "cer", nullptr } } },
+    { "per", { { "per", ".per.hex" }, { "uper", ".uper.hex" } } },
 };
 
 bool from_hex(const std::string &text, Octets &out)

@@ -361,7 +361,8 @@ static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *fie
         const uint32_t old = list->count;
         uint32_t i;
         _kel_pdec_usof(world, &list->count, &list->elements, 4, size, lb, ub, (uint8_t)extended, &last);
-        memset((unsigned char *)list->elements + (size_t)old * size, 0, (size_t)(list->count - old) * size);
+        if (list->count > old)
+            memset((unsigned char *)list->elements + (size_t)old * size, 0, (size_t)(list->count - old) * size);
         for (i = old; i < list->count; i++)
             decode_component(w, element, (unsigned char *)list->elements + (size_t)i * size, NULL);
     }
