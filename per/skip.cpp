@@ -4,6 +4,7 @@
 // order and with the same alignments, so that it leaves the reader where the
 // decoder would; it stores nothing, allocates nothing and tests no range,
 // alphabet or size.  The only failure is the end of the input.
+#include "int_fields.h"
 #include "per.h"
 
 namespace {
@@ -25,53 +26,53 @@ inline void skip_field(KelGlobal *world, uint64_t count, bool align) {
     world->bitOffset = static_cast<int32_t>(end & 7);
 }
 
-// A whole number in 0..span, read as the length and index readers do: a
-// bit-field up to span 254 (and in unaligned PER always), else one or two
-// aligned octets.
-inline void skip_constrained(KelGlobal *world, uint32_t span) {
-    if (span < 255 || !world->aligned) {
-        skip_field(world, static_cast<uint32_t>(std::bit_width(span)), false);
-        return;
-    }
-    align_reader(world);
-    skip_field(world, span == 255 ? 8 : 16, false);
-}
-
 // A value in fragments: determinants with bounds lb, ub until the last, each
-// followed by its items of `itemBits` bits.  Bounds with lb above ub mean no
-// size constraint, read as the unconstrained form.
+// followed by its items of `itemBits` bits.  An empty determinant has no
+// content and does not align.
 void skip_fragments(KelGlobal *world, uint32_t lb, uint32_t ub, uint64_t itemBits, bool align) {
-    if (lb > ub)
-        lb = ub = 0;
     uint8_t last = 0;
     do {
         const uint32_t n = _kel_pdec_length(world, lb, ub, &last);
-        skip_field(world, n * itemBits, align);
+        if (n == 0)
+            continue;
+        if (align)
+            align_reader(world);
+        skip_field(world, n * itemBits, false);
     } while (!last);
 }
 
-// The character strings of both kinds: the extension bit, then a fixed run
+inline bool compat(const KelGlobal *world, uint32_t bit) {
+    return world->ext && (world->ext->compatFlags & bit) != 0;
+}
+
+// The character strings of every kind: the extension bit, then a fixed run
 // or a run in fragments.  `extendedBits` is the width a character takes when
-// the extension bit is set and the compatibility bit asks for own codes.
-void skip_string(KelGlobal *world, const KelPerString *desc, uint32_t bits, uint32_t extendedBits) {
+// the extension bit is set and the compatibility bit asks for own codes; a
+// time string outside an extensible constraint may be asked for in octets.
+void skip_string(KelGlobal *world, const KelPerString *desc, uint32_t extendedBits, bool timeInOctets) {
     const uint32_t flags = desc->flags;
-    const uint32_t compat = world->ext ? world->ext->compatFlags : 0;
+    uint32_t bits = world->aligned ? KEL_PER_BITS_ALIGNED(flags) : KEL_PER_BITS_UNALIGNED(flags);
     bool extended = false;
     if (flags & KEL_PER_SIZE_EXTENSIBLE) {
         extended = get_bits(world, 1) != 0;
-        if (extended && (compat & kCompatExtendedOwnCode))
+        if (extended && compat(world, kCompatExtendedOwnCode))
             bits = extendedBits;
+    } else if (timeInOctets && (flags & KEL_PER_TIME_STRING) && compat(world, kCompatTimeOctets)) {
+        bits = 8;
     }
+    // ub 0, or lb above ub, is no size constraint; an extended value has
+    // none either.
     const uint32_t lb = desc->lb, ub = desc->ub;
-    if (!extended && lb == ub && ub < kFragmentMax) {
+    const bool bounded = !extended && ub != 0 && lb <= ub;
+    if (bounded && lb == ub && ub < kFragmentMax) {
         const uint64_t total = static_cast<uint64_t>(bits) * ub;
-        skip_field(world, total, total >= 17);
+        skip_field(world, total, total > 16);
         return;
     }
     // Characters follow their determinant aligned from 16 bits of the
-    // longest value on, and always in an extended value.
-    const bool align = extended || static_cast<uint64_t>(bits) * ub >= 16;
-    skip_fragments(world, lb, extended ? 0 : ub, bits, align);
+    // longest value on, and whenever no bound holds.
+    const bool align = !bounded || static_cast<uint64_t>(bits) * ub >= 16;
+    skip_fragments(world, bounded ? lb : 0, bounded ? ub : 0, bits, align);
 }
 
 } // namespace
@@ -94,7 +95,7 @@ void _kel_pskip_enum(KelGlobal *world, const KelPerEnumTable *root, const KelPer
         return;
     }
     if (root->count > 1)
-        skip_constrained(world, root->count - 1);
+        get_constrained(world, root->count - 1);
 }
 
 void _kel_pskip_limited_huge(KelGlobal *world, const unsigned char *lower, uint32_t constraint) {
@@ -103,7 +104,7 @@ void _kel_pskip_limited_huge(KelGlobal *world, const unsigned char *lower, uint3
         width = 0; // outside the root: length and octets
     else if (width == 0 && lower && !(constraint & KEL_PER_HUGE_SEMI))
         return; // a single permitted value takes no bits
-    if (width == 0 || !lower) {
+    if (width == 0) {
         // A huge value never fragments: the first determinant is all.
         uint8_t last = 0;
         const uint32_t n = _kel_pdec_length(world, 0, 0, &last);
@@ -122,25 +123,20 @@ void _kel_pskip_limited_huge(KelGlobal *world, const unsigned char *lower, uint3
         skip_field(world, 16, true);
         return;
     }
-    uint8_t last = 0;
-    const uint32_t octets = _kel_pdec_length(world, 1, (width + 7) >> 3, &last);
+    // Above 16 bits: a constrained count of octets, 1 to the most the
+    // width can take, and the octets.
+    const uint32_t octets = get_constrained(world, ((width + 7) >> 3) - 1) + 1;
     skip_field(world, static_cast<uint64_t>(octets) * 8, true);
 }
 
 void _kel_pskip_ckmstr(KelGlobal *world, const KelPerString *desc) {
-    const uint32_t flags = desc->flags;
-    uint32_t bits = world->aligned ? KEL_PER_BITS_ALIGNED(flags) : KEL_PER_BITS_UNALIGNED(flags);
-    if ((flags & KEL_PER_TIME_STRING) && world->ext && (world->ext->compatFlags & kCompatTimeOctets))
-        bits = 8;
-    skip_string(world, desc, bits, 8);
+    skip_string(world, desc, 8, true);
 }
 
 void _kel_pskip_unistr(KelGlobal *world, const KelPerString *desc) {
-    const uint32_t flags = desc->flags;
-    const uint32_t bits = world->aligned ? KEL_PER_BITS_ALIGNED(flags) : KEL_PER_BITS_UNALIGNED(flags);
     // An extended string under the compatibility bit counts 16 bits a
     // character, also a universal one.
-    skip_string(world, desc, bits, 16);
+    skip_string(world, desc, 16, false);
 }
 
 void _kel_pskip_fixed_oct(KelGlobal *world, uint32_t n) {
