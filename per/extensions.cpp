@@ -3,8 +3,8 @@
 // asks here for the preamble of presence bits; it decodes the additions it
 // knows and hands the rest to _kel_pdec_eas, which steps over them, or to
 // _kel_copy_preamble (with the BER family's SEQUENCE support), which keeps
-// their presence bits for a relay.  An open
-// type is an unconstrained octet string around a complete encoding.
+// their presence bits for a relay.  An open type is an unconstrained octet
+// string around a complete encoding.
 #include "per.h"
 
 namespace {

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "harness.h"
-#include "kelvarn_ber.h"
 #include "per.h"
 
 namespace {
@@ -82,31 +81,6 @@ TEST_F(PerExtension, PreambleStrictnessAndTruncation) {
                 EXPECT_EQ(bits, row.bits) << "bits behind the last are clear";
             }
         }
-}
-
-TEST_F(PerExtension, CopyPreambleKeepsTheUnknownAdditions) {
-    struct Row { Octets bits; uint32_t count, known, width; Octets kept; uint32_t present; };
-    const Row rows[] = {
-        {{0xA0}, 3, 1, 1, {0x40}, 1},                           // 1 0 1, one known: 0 1
-        {{0x12, 0x34, 0x56}, 20, 3, 2, {0x91, 0xA2, 0x80}, 7}, // shifted across octets
-        {{0xE0}, 3, 3, 4, {}, 0},                               // nothing unknown
-    };
-    for (const Row &row : rows) {
-        uint64_t field = ~uint64_t{0};
-        Octets kept;
-        bool null = false;
-        uint32_t present = 99;
-        ASSERT_EQ(decode({0}, 0, [&](KelGlobal *w) {
-            unsigned char *out = buffer.data();
-            present = _kel_copy_preamble(w, row.bits.data(), row.count, row.known, &field, &out, row.width);
-            null = !out;
-            kept = out ? Octets(out, out + row.kept.size()) : Octets{};
-        }), 0);
-        EXPECT_EQ(kept, row.kept);
-        EXPECT_EQ(null, row.kept.empty());
-        EXPECT_EQ(present, row.present);
-        EXPECT_EQ(field, ~uint64_t{0} << 8 * row.width | (row.count - std::min(row.count, row.known)));
-    }
 }
 
 TEST_F(PerExtension, SkippedAdditionsLeaveTheBitOffsetAndFreeTheBlock) {
