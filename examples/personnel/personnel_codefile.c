@@ -2,6 +2,7 @@
  * personnel_codefile.c - the code file of the module PersonnelRecordA1, in
  * the shape a compiler emits it: per type a straight line of BER primitive
  * calls for the encoder and the decoder, a free function, the control table.
+ * The PER encoders and decoders are in personnel_per.c.
  *
  * The encoder writes backward, the last component first.  DER and CER put
  * the components of a SET in the order of their tags (APPLICATION 2 before
@@ -14,6 +15,7 @@
 
 #include "kelvarn_ber.h"
 #include "personnel.h"
+#include "personnel_per.h"
 
 /* Identifier octets, header form (the constructed bit included). */
 enum {
@@ -328,7 +330,7 @@ static void decode_PersonnelRecord(KelGlobal *w, PersonnelRecord *v)
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static void enter_pdu(KelGlobal *w, int pdu)
+void personnel_enter_pdu(KelGlobal *w, int pdu)
 {
     if (pdu != PersonnelRecord_PDU)
         _kel_enc_error(w, MSG_PDU_RANGE, (uint32_t)pdu);
@@ -342,7 +344,7 @@ static int personnel_encode(KelGlobal *w, int pdu, void *value)
     int32_t rem = w->userBuffer ? w->outRemaining : 0;
     int32_t total;
 
-    enter_pdu(w, pdu);
+    personnel_enter_pdu(w, pdu);
     total = encode_PersonnelRecord(w, &pos, &rem, value);
     if (w->userBuffer) {
         w->outPos = pos;
@@ -358,7 +360,7 @@ static int personnel_encode(KelGlobal *w, int pdu, void *value)
 static int personnel_decode(KelGlobal *w, int *pdu, void **value)
 {
     PersonnelRecord *record;
-    enter_pdu(w, *pdu);
+    personnel_enter_pdu(w, *pdu);
     record = _kel_dec_getmem(w, sizeof *record);
     decode_PersonnelRecord(w, record);
     *value = record;
@@ -391,12 +393,14 @@ static int personnel_free(KelGlobal *w, int pdu, void *value)
     return 0;
 }
 
-/* The code file serves BER (0), DER (3) and CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80 };
+/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3)
+ * and CER (7). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80 };
 
 static void personnel_init(KelGlobal *w)
 {
     kelLinkBer(w);
+    kelLinkPer(w);
     kelPrivateSetMoreFlags(w, 8, ruleMap);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
 }
@@ -405,6 +409,8 @@ KelControlTable personnel_control = {
     .init = personnel_init,
     .berEncode = personnel_encode,
     .berDecode = personnel_decode,
+    .perEncode = personnel_per_encode,
+    .perDecode = personnel_per_decode,
     .freePdu = personnel_free,
     .version = 17,
     .perVersion = 16,

@@ -1,7 +1,8 @@
 /*
  * proto_message.c - the code file of the module ProtoMessage, in the shape a
  * compiler emits it: per type a straight line of BER primitive calls for the
- * encoder and the decoder, the free function, the control table.
+ * encoder and the decoder, the free function, the control table.  The PER
+ * encoders and decoders are in proto_message_per.c.
  *
  * Every component carries its automatic context tag [n]; a CHOICE is tagged
  * explicitly, so Body's tag encloses the alternative's own.  The encoder
@@ -13,6 +14,7 @@
  */
 #include "kelvarn_ber.h"
 #include "proto_message.h"
+#include "proto_message_per.h"
 
 /* Identifier octets, header form: context [n] primitive or constructed. */
 #define CTX(n) (0x80u | (n))
@@ -464,7 +466,7 @@ static void decode_Message(KelGlobal *w, Message *v)
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static void enter_pdu(KelGlobal *w, int pdu)
+void proto_enter_pdu(KelGlobal *w, int pdu)
 {
     if (pdu != Message_PDU)
         _kel_enc_error(w, MSG_PDU_RANGE, (uint32_t)pdu);
@@ -478,7 +480,7 @@ static int proto_encode(KelGlobal *w, int pdu, void *value)
     int32_t rem = w->userBuffer ? w->outRemaining : 0;
     int32_t total;
 
-    enter_pdu(w, pdu);
+    proto_enter_pdu(w, pdu);
     total = encode_Message(w, &pos, &rem, value);
     if (w->userBuffer) {
         w->outPos = pos;
@@ -494,7 +496,7 @@ static int proto_encode(KelGlobal *w, int pdu, void *value)
 static int proto_decode(KelGlobal *w, int *pdu, void **value)
 {
     Message *message;
-    enter_pdu(w, *pdu);
+    proto_enter_pdu(w, *pdu);
     message = _kel_dec_getmem(w, sizeof *message);
     decode_Message(w, message);
     *value = message;
@@ -510,12 +512,14 @@ static int proto_free(KelGlobal *w, int pdu, void *value)
     return 0;
 }
 
-/* The code file serves BER (0), DER (3) and CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80 };
+/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3)
+ * and CER (7). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80 };
 
 static void proto_init(KelGlobal *w)
 {
     kelLinkBer(w);
+    kelLinkPer(w);
     kelPrivateSetMoreFlags(w, 8, ruleMap);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
 }
@@ -524,6 +528,8 @@ KelControlTable proto_message_control = {
     .init = proto_init,
     .berEncode = proto_encode,
     .berDecode = proto_decode,
+    .perEncode = proto_per_encode,
+    .perDecode = proto_per_decode,
     .freePdu = proto_free,
     .version = 17,
     .perVersion = 16,
