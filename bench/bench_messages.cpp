@@ -1,6 +1,7 @@
-// bench_messages.cpp - ProtoMessage and CertTrim through their straight-line
-// code files, as an application runs them: decode and encode under DER and
-// BER, in library memory and in a caller's buffer.  The encodings are the
+// bench_messages.cpp - ProtoMessage, CertTrim and PersonnelRecordA2 through
+// their straight-line code files, as an application runs them: decode and
+// encode under each rule a message has files of (DER, BER, aligned and
+// unaligned PER), in library memory and in a caller's buffer.  The encodings are the
 // files of the benchmark directory (../shared/bench beside the source tree);
 // the value to encode is their decoding.  Decoding in library memory
 // includes kelFreePDU.  Names follow <message>/<rule>/<direction>/<memory>.
@@ -12,6 +13,7 @@
 
 #include "../tests/support/bench_files.h"
 #include "cert_trim.h"
+#include "personnel_a2.h"
 #include "proto_message.h"
 
 namespace {
@@ -99,24 +101,30 @@ void run(benchmark::State &state, const MessageFile &m, int rule, const char *ru
 
 // Registered by name, so that the report reads <message>/<rule>/<direction>/<memory>.
 const bool registered = [] {
-    static const MessageFile messages[] = {
-        {"ProtoMessage", &proto_message_control, Message_PDU},
-        {"CertTrim", &cert_trim_control, Certificate_PDU},
+    static const MessageFile proto{"ProtoMessage", &proto_message_control, Message_PDU};
+    static const MessageFile cert{"CertTrim", &cert_trim_control, Certificate_PDU};
+    static const MessageFile a2{"PersonnelRecordA2", &personnel_a2_control, A2PersonnelRecord_PDU};
+    static const struct {
+        const MessageFile *message;
+        int rule;
+        const char *name;
+    } runs[] = {
+        {&proto, KEL_DER, "der"}, {&proto, KEL_BER, "ber"}, {&proto, KEL_PER_ALIGNED, "per"},
+        {&proto, KEL_PER_UNALIGNED, "uper"}, {&cert, KEL_DER, "der"}, {&cert, KEL_BER, "ber"},
+        {&a2, KEL_PER_ALIGNED, "per"}, {&a2, KEL_PER_UNALIGNED, "uper"},
     };
-    static const struct { int rule; const char *name; } rules[] = {{KEL_DER, "der"}, {KEL_BER, "ber"}};
-    for (const MessageFile &m : messages)
-        for (const auto &r : rules)
-            for (bool encoder : {false, true})
-                for (bool caller : {false, true}) {
-                    const std::string name = std::string(m.name) + "/" + r.name + (encoder ? "/encode/" : "/decode/") +
-                                             (caller ? "caller" : "library");
-                    const MessageFile *message = &m;
-                    const int rule = r.rule;
-                    const char *ruleName = r.name;
-                    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &s) {
-                        run(s, *message, rule, ruleName, encoder, caller);
-                    });
-                }
+    for (const auto &r : runs)
+        for (bool encoder : {false, true})
+            for (bool caller : {false, true}) {
+                const std::string name = std::string(r.message->name) + "/" + r.name +
+                                         (encoder ? "/encode/" : "/decode/") + (caller ? "caller" : "library");
+                const MessageFile *message = r.message;
+                const int rule = r.rule;
+                const char *ruleName = r.name;
+                benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &s) {
+                    run(s, *message, rule, ruleName, encoder, caller);
+                });
+            }
     return true;
 }();
 

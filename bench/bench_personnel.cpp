@@ -1,6 +1,7 @@
 // bench_personnel.cpp - the X.690 Annex A personnel record through its
 // straight-line code file, as an application runs it: encode and decode
-// under BER and DER, in library memory and in a caller's buffer.  Decoding
+// under BER, DER, aligned and unaligned PER, in library memory and in a
+// caller's buffer.  Decoding
 // in library memory includes kelFreePDU.  Names follow
 // <message>/<rule>/<direction>/<memory>.
 #include <benchmark/benchmark.h>
@@ -83,7 +84,8 @@ void decode(benchmark::State &state, int rule, bool caller) {
 
 // Registered by name, so that the report reads <message>/<rule>/<direction>/<memory>.
 const bool registered = [] {
-    static const struct { int rule; const char *name; } rules[] = {{KEL_DER, "der"}, {KEL_BER, "ber"}};
+    static const struct { int rule; const char *name; } rules[] = {
+        {KEL_DER, "der"}, {KEL_BER, "ber"}, {KEL_PER_ALIGNED, "per"}, {KEL_PER_UNALIGNED, "uper"}};
     for (const auto &r : rules)
         for (bool caller : {false, true}) {
             const std::string memory = caller ? "caller" : "library";
