@@ -47,29 +47,9 @@ const struct {
 } kRules[] = {{KEL_PER_ALIGNED, "per"}, {KEL_PER_UNALIGNED, "uper"}};
 
 // The sample of PersonnelRecordA2, which has no BER to decode it from.
-A2ChildInformation a2Children[2];
-A2PersonnelRecord a2Sample;
-
-void set_name(A2Name &n, const char *given, const char *initial, const char *family) {
-    std::strcpy(n.givenName, given);
-    std::strcpy(n.initial, initial);
-    std::strcpy(n.familyName, family);
-}
-
-const A2PersonnelRecord &a2_sample() {
-    set_name(a2Sample.name, "John", "P", "Smith");
-    a2Sample.title = const_cast<char *>("Director");
-    a2Sample.number = 51;
-    std::strcpy(a2Sample.dateOfHire, "19710917");
-    set_name(a2Sample.nameOfSpouse, "Mary", "T", "Smith");
-    set_name(a2Children[0].name, "Ralph", "T", "Smith");
-    std::strcpy(a2Children[0].dateOfBirth, "19571111");
-    set_name(a2Children[1].name, "Susan", "B", "Jones");
-    std::strcpy(a2Children[1].dateOfBirth, "19590717");
-    a2Sample.bit_mask = A2_children_present;
-    a2Sample.children = {2, a2Children};
-    return a2Sample;
-}
+A2ChildInformation a2Children[] = {{{"Ralph", "T", "Smith"}, "19571111"}, {{"Susan", "B", "Jones"}, "19590717"}};
+const A2PersonnelRecord a2Sample = {A2_children_present, {"John", "P", "Smith"}, const_cast<char *>("Director"), 51,
+                                    "19710917", {"Mary", "T", "Smith"}, {2, a2Children}};
 
 bool same_name(const A2Name &a, const A2Name &b) {
     return !std::strcmp(a.givenName, b.givenName) && !std::strcmp(a.initial, b.initial) &&
@@ -94,7 +74,7 @@ class PerMessages : public ::testing::TestWithParam<PerMessage> {
         world_ = KelGlobal{};
         ASSERT_EQ(kelinit(&world_, GetParam().control), 0);
         if (!GetParam().hasDer) {
-            sample_ = const_cast<A2PersonnelRecord *>(&a2_sample());
+            sample_ = const_cast<A2PersonnelRecord *>(&a2Sample);
             return;
         }
         // The sample is the DER file decoded into an area of the test.
@@ -150,6 +130,15 @@ class PerMessages : public ::testing::TestWithParam<PerMessage> {
         if (value_ && !inArea_)
             kelFreePDU(&world_, GetParam().pdu, value_);
         value_ = nullptr;
+    }
+
+    // Both variants refuse to encode `value` with the message `text`.
+    void expect_refused(const void *value, const char *text) {
+        for (const auto &r : kRules) {
+            Bytes out;
+            EXPECT_NE(encode(r.rule, value, out, false), 0) << text << " " << r.file;
+            EXPECT_NE(message().find(text), std::string::npos) << message();
+        }
     }
 
     bool same_as_sample(const void *value) {
@@ -308,11 +297,7 @@ TEST_P(PerMessagesProto, RangesAreHeldOnEncodeAndDecode) {
     for (const auto &[edit, text] : bad) {
         Message m = sample();
         edit(m);
-        for (const auto &r : kRules) {
-            Bytes out;
-            EXPECT_NE(encode(r.rule, &m, out, false), 0) << text;
-            EXPECT_NE(message().find(text), std::string::npos) << message();
-        }
+        expect_refused(&m, text);
     }
     // The first cell report's pci (two aligned octets after 0x9c) set to 1008.
     Bytes input = file("per");
@@ -374,16 +359,12 @@ TEST_P(PerMessagesA2, AlphabetsAndSizesAreHeld) {
         {[](A2PersonnelRecord &r) { r.dateOfHire[7] = 0; }, "0063S"},
     };
     for (const auto &[edit, text] : bad) {
-        A2PersonnelRecord record = a2_sample();
+        A2PersonnelRecord record = a2Sample;
         edit(record);
-        for (const auto &r : kRules) {
-            Bytes out;
-            EXPECT_NE(encode(r.rule, &record, out, false), 0) << text;
-            EXPECT_NE(message().find(text), std::string::npos) << message();
-        }
+        expect_refused(&record, text);
     }
     // The longest name and the hyphen and dot of the alphabet go through.
-    A2PersonnelRecord record = a2_sample();
+    A2PersonnelRecord record = a2Sample;
     std::memset(record.name.givenName, 'z', 64);
     record.name.givenName[64] = 0;
     std::strcpy(record.name.familyName, "Smith-Jones.");
