@@ -184,8 +184,10 @@ void _kel_pdec_pop(KelGlobal *world) {
         int64_t remaining = world->inRemaining;
         if (flags & kExtraOctet) {
             --remaining;
-            if (remaining == 0 && world->bitOffset > outerOffset)
-                end_of_input(world); // the inner value ran into the outer bits
+            // The inner value ran into the outer bits: past the shared last
+            // octet's split, or into the octets behind it.
+            if (remaining < 0 || (remaining == 0 && world->bitOffset > outerOffset))
+                end_of_input(world);
         }
         // At most the padding of the last octet may be left; a content of one
         // octet may hold an empty value.
