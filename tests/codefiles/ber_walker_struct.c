@@ -290,9 +290,8 @@ static void decode_component(Walk *w, const KelComponent *c, unsigned char *reco
     Tags t = kel_tags_of(c);
     unsigned char *field = record + c->offset;
     if (c->flags & KEL_COMP_POINTER) {
-        *(void **)(void *)field = _kel_dec_getmem(w->world, (int32_t)c->type->size);
-        field = *(unsigned char **)(void *)field;
-        memset(field, 0, c->type->size);
+        field = kel_walk_new_value(w->world, c->type);
+        *(void **)(void *)(record + c->offset) = field;
     }
     if (c->presenceBit)
         *(uint32_t *)(void *)record |= 1u << (c->presenceBit - 1);
@@ -391,21 +390,17 @@ static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field,
 {
     KelGlobal *world = w->world;
     KelOpenType *open = (KelOpenType *)(void *)field;
-    const KelComponent *key = &parent->components[type->lower];
-    uint32_t i;
+    const int row = kel_open_row(type, parent, record);
 
     memset(open, 0, sizeof *open);
-    for (i = 0; i < type->componentCount; i++) {
-        const KelTypeDesc *row = type->components[i].type;
-        if (!kel_key_equals(key->type, record + key->offset, type->components[i].defaultValue))
-            continue;
-        open->pduNum = (int32_t)i + 1;
-        open->decoded = _kel_dec_getmem(world, (int32_t)row->size);
-        memset(open->decoded, 0, row->size);
-        decode_value(w, row, row->tags, row->tagCount, (unsigned char *)open->decoded, NULL, NULL);
+    if (row < 0) {
+        _kel_dec_opentype(world, &world->inPos, &world->inRemaining, world->inRemaining, open);
         return;
     }
-    _kel_dec_opentype(world, &world->inPos, &world->inRemaining, world->inRemaining, open);
+    open->pduNum = row + 1;
+    open->decoded = kel_walk_new_value(world, type->components[row].type);
+    decode_value(w, type->components[row].type, type->components[row].type->tags,
+                 type->components[row].type->tagCount, (unsigned char *)open->decoded, NULL, NULL);
 }
 
 static void decode_inner(Walk *w, const KelTypeDesc *type, const KelTag *tag, unsigned char *field,
@@ -458,8 +453,8 @@ static void decode_value(Walk *w, const KelTypeDesc *type, const KelTag *tags, i
 
 int kel_ber_encode(KelGlobal *world, int pdu, void *value)
 {
-    const KelTypeDesc *type = kel_walk_pdu(world, pdu);
-    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
+    Walk w;
+    const KelTypeDesc *type = kel_walk_pdu(world, pdu, &w);
     unsigned char *pos = world->userBuffer ? world->outPos + world->outRemaining : NULL;
     int32_t rem = world->userBuffer ? world->outRemaining : 0;
     int32_t total = encode_value(&w, &pos, &rem, type, type->tags, type->tagCount,
@@ -480,10 +475,9 @@ int kel_ber_encode(KelGlobal *world, int pdu, void *value)
 
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value)
 {
-    const KelTypeDesc *type = kel_walk_pdu(world, *pdu);
-    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
-    unsigned char *record = (unsigned char *)_kel_dec_getmem(world, (int32_t)type->size);
-    memset(record, 0, type->size);
+    Walk w;
+    const KelTypeDesc *type = kel_walk_pdu(world, *pdu, &w);
+    unsigned char *record = kel_walk_new_value(world, type);
     decode_value(&w, type, type->tags, type->tagCount, record + type->offset, NULL, NULL);
     *value = record;
     return 0;

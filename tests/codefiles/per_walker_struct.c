@@ -267,9 +267,8 @@ static void decode_component(Walk *w, const KelComponent *c, unsigned char *reco
 {
     unsigned char *field = record + c->offset;
     if (c->flags & KEL_COMP_POINTER) {
-        *(void **)(void *)field = _kel_dec_getmem(w->world, (int32_t)c->type->size);
-        field = *(unsigned char **)(void *)field;
-        memset(field, 0, c->type->size);
+        field = kel_walk_new_value(w->world, c->type);
+        *(void **)(void *)(record + c->offset) = field;
     }
     if (c->presenceBit)
         *(uint32_t *)(void *)record |= 1u << (c->presenceBit - 1);
@@ -405,24 +404,19 @@ static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field, 
 {
     KelGlobal *world = w->world;
     KelOpenType *open = (KelOpenType *)(void *)field;
-    const KelComponent *key = parent ? &parent->components[type->lower] : NULL;
-    uint32_t i;
+    const int row = kel_open_row(type, parent, record);
 
     memset(open, 0, sizeof *open);
-    for (i = 0; key && i < type->componentCount; i++) {
-        const KelTypeDesc *row = type->components[i].type;
-        if (!kel_key_equals(key->type, record + key->offset, type->components[i].defaultValue))
-            continue;
-        open->pduNum = (int32_t)i + 1;
-        open->decoded = _kel_dec_getmem(world, (int32_t)row->size);
-        memset(open->decoded, 0, row->size);
-        world->pushFlags |= 1u;
-        _kel_pdec_push(world);
-        decode_value(w, row, (unsigned char *)open->decoded, NULL, NULL);
-        _kel_pdec_pop(world);
+    if (row < 0) {
+        _kel_pdec_opentype(world, open);
         return;
     }
-    _kel_pdec_opentype(world, open);
+    open->pduNum = row + 1;
+    open->decoded = kel_walk_new_value(world, type->components[row].type);
+    world->pushFlags |= 1u; /* an open type is never empty */
+    _kel_pdec_push(world);
+    decode_value(w, type->components[row].type, (unsigned char *)open->decoded, NULL, NULL);
+    _kel_pdec_pop(world);
 }
 
 static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
@@ -468,18 +462,17 @@ int kel_per_knows(const KelTypeDesc *type)
 
 int kel_per_encode(KelGlobal *world, int pdu, void *value)
 {
-    const KelTypeDesc *type = kel_walk_pdu(world, pdu);
-    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
+    Walk w;
+    const KelTypeDesc *type = kel_walk_pdu(world, pdu, &w);
     encode_value(&w, type, (unsigned char *)value + type->offset, NULL, NULL);
     return 0;
 }
 
 int kel_per_decode(KelGlobal *world, int *pdu, void **value)
 {
-    const KelTypeDesc *type = kel_walk_pdu(world, *pdu);
-    Walk w = { world, (uint32_t)kelGetSeqSetNestingLimit(world), 0 };
-    unsigned char *record = (unsigned char *)_kel_dec_getmem(world, (int32_t)type->size);
-    memset(record, 0, type->size);
+    Walk w;
+    const KelTypeDesc *type = kel_walk_pdu(world, *pdu, &w);
+    unsigned char *record = kel_walk_new_value(world, type);
     decode_value(&w, type, record + type->offset, NULL, NULL);
     *value = record;
     return 0;

@@ -102,20 +102,44 @@ static inline int kel_key_equals(const KelTypeDesc *keyType, const unsigned char
     return memcmp(key, rowKey, keyType->size) == 0;
 }
 
+/* The row of an open type's table that the key component of the enclosing
+ * record selects, from 0; -1 when the key is in no row. */
+static inline int kel_open_row(const KelTypeDesc *type, const KelTypeDesc *parent, const unsigned char *record)
+{
+    const KelComponent *key = parent ? &parent->components[type->lower] : NULL;
+    uint32_t i;
+    for (i = 0; key && i < type->componentCount; i++)
+        if (kel_key_equals(key->type, record + key->offset, type->components[i].defaultValue))
+            return (int)i;
+    return -1;
+}
+
+/* A cleared piece of decoder memory for a value of `type`. */
+static inline unsigned char *kel_walk_new_value(KelGlobal *world, const KelTypeDesc *type)
+{
+    unsigned char *value = (unsigned char *)_kel_dec_getmem(world, (int32_t)type->size);
+    memset(value, 0, type->size);
+    return value;
+}
+
 static inline void kel_walk_enter(Walk *w)
 {
     if (++w->depth > w->limit && w->limit)
         _kel_enc_error(w->world, KEL_MSG_NESTING, 0);
 }
 
-/* The type of a PDU, after recording it in the world for the messages. */
-static inline const KelTypeDesc *kel_walk_pdu(KelGlobal *world, int pdu)
+/* The type of a PDU, after recording it in the world for the messages;
+ * the walk starts with the world's nesting limit. */
+static inline const KelTypeDesc *kel_walk_pdu(KelGlobal *world, int pdu, Walk *w)
 {
     const KelCodeFile *file = kel_world_codefile(world);
     if (pdu < 1 || pdu > file->pduCount)
         _kel_enc_error(world, KEL_MSG_PDU_RANGE, (uint32_t)pdu);
     world->pduNumber = pdu;
     world->pduEntry = &file->pdus[pdu - 1].names;
+    w->world = world;
+    w->limit = (uint32_t)kelGetSeqSetNestingLimit(world);
+    w->depth = 0;
     return file->pdus[pdu - 1].type;
 }
 
