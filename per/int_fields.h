@@ -1,6 +1,6 @@
 // int_fields.h - small pieces that the integer, enumeration and huge
-// integer primitives share: octet counts of values and the constrained
-// whole-number field that lengths and indexes use (a bit field up to 255,
+// integer primitives and the length determinants share: octet counts of
+// values and the constrained whole-number field that lengths and indexes use (a bit field up to 255,
 // one aligned octet for 256 values, two aligned octets above in aligned PER).
 #pragma once
 
@@ -17,8 +17,8 @@ template <class U> constexpr uint32_t unsigned_octets(U value) {
 }
 
 // Writes `value` (0..span) as a constrained whole number with span + 1
-// possible values.
-inline void put_constrained(KelGlobal *world, uint32_t value, uint32_t span) {
+// possible values; the span of a length is below 65536.
+template <class U> inline void put_constrained(KelGlobal *world, U value, U span) {
     if (span == 0)
         return;
     if (span < 255) {

@@ -11,6 +11,7 @@
 #include <bit>
 #include <type_traits>
 
+#include "int_fields.h"
 #include "per.h"
 
 #define KEL_LOG2_2(v) v, v
@@ -63,28 +64,11 @@ template <class U> inline uint32_t write_unconstrained(KelGlobal *world, U lengt
     return m << 14;
 }
 
-// The constrained form of `value` (length - lb) for a range of span + 1 values.
-template <class U> inline void write_constrained(KelGlobal *world, U value, U span) {
-    if (span == 0)
-        return;
-    if (span < 255) {
-        put_bits(world, value, _kel_log2table[span + 1]);
-    } else if (span == 255) {
-        align_writer(world);
-        put_bits(world, value, 8);
-    } else if (world->aligned) {
-        align_writer(world);
-        put_bits(world, value, 16);
-    } else {
-        put_bits(world, value, static_cast<uint32_t>(std::bit_width(span)));
-    }
-}
-
 template <class U>
 inline uint32_t write_length(KelGlobal *world, U length, U lb, U ub, uint8_t extended) {
     if (ub == 0 || ub > 65535 || extended)
         return write_unconstrained(world, length);
-    write_constrained<U>(world, length - lb, ub - lb);
+    put_constrained<U>(world, length - lb, ub - lb);
     return static_cast<uint32_t>(length);
 }
 
@@ -152,7 +136,7 @@ void _kel_penc_lrang(KelGlobal *world, uint32_t length, uint32_t lb, uint32_t ub
     // A range that wrapped to 0 writes nothing either.
     if (ub - lb + 1 < 2)
         return;
-    write_constrained<uint32_t>(world, length - lb, ub - lb);
+    put_constrained<uint32_t>(world, length - lb, ub - lb);
 }
 
 uint64_t _kel_penc_small_len(KelGlobal *world, uint64_t n) { return write_small_length(world, n); }
