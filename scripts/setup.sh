@@ -16,3 +16,8 @@ if [ ${#need[@]} -gt 0 ]; then
   $sudo apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${need[@]}"
 fi
+# A kernel that refuses 32-bit programs: the i386 suite runs under qemu-user.
+if ! "$(dirname "$0")/runs_m32.sh" && ! command -v qemu-i386 >/dev/null; then
+  sudo=""; [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq qemu-user
+fi

@@ -56,13 +56,15 @@ BitWriter seq_ext_head() {
     return w;
 }
 
-// One decode of a TypesZoo PDU in unaligned PER, input in a block of its
-// exact size; nothing may stay allocated whatever the answer.
+// One decode of a PDU of a code file (TypesZoo unless told) in unaligned
+// PER, input in a block of its exact size; nothing may stay allocated
+// whatever the answer.
 struct Decoder {
+    const KelCodeFile *file;
     KelGlobal world{};
     long baseline = 0;
-    Decoder() {
-        EXPECT_EQ(kelinit(&world, const_cast<KelControlTable *>(&kel_typeszoo_codefile.control)), 0);
+    explicit Decoder(const KelCodeFile *codefile = &kel_typeszoo_codefile) : file(codefile) {
+        EXPECT_EQ(kelinit(&world, const_cast<KelControlTable *>(&file->control)), 0);
         CountingAllocator::install(&world);
         baseline = CountingAllocator::live;
         kelSetEncodingRules(&world, KEL_PER_UNALIGNED);
@@ -74,7 +76,7 @@ struct Decoder {
         std::unique_ptr<unsigned char[]> copy(new unsigned char[input.size() + !input.size()]);
         std::memcpy(copy.get(), input.data(), input.size());
         KelBuf buf{static_cast<uint32_t>(input.size()), copy.get()};
-        int pdu = kel_codefile_pdu(&kel_typeszoo_codefile, type);
+        int pdu = kel_codefile_pdu(file, type);
         void *value = nullptr;
         const int code = kelDecode(&world, &pdu, &buf, &value);
         if (code == 0) {
@@ -136,6 +138,18 @@ TEST(PerHostile, UnknownAdditionWithFragmentedLength) {
         const Bytes shorter(w.octets.begin(), w.octets.end() - static_cast<long>(cut));
         EXPECT_EQ(d.decode("SeqExt", shorter, "0081S"), 4);
     }
+}
+
+TEST(PerHostile, ChoiceIndexBeyondTheAlternatives) {
+    // TaggedChoice has three alternatives in two bits: 3 names none of them.
+    Decoder d(&kel_tags_explicit_codefile);
+    EXPECT_EQ(d.decode("TaggedChoice", {0x80}), 0);
+    EXPECT_EQ(d.decode("TaggedChoice", {0xC0}, "0023E"), 10);
+    // An extension alternative that the table doesn't know is skipped.
+    Decoder zoo;
+    const Bytes unknown = BitWriter().put(1, 1).put(0, 1).put(5, 6).put(2, 8).put(0xABCD, 16).octets;
+    EXPECT_EQ(zoo.decode("ChoiceExt", unknown), 0);
+    EXPECT_EQ(zoo.decode("ChoiceExt", Bytes(unknown.begin(), unknown.end() - 1), "0081S"), 4);
 }
 
 // Nest ::= SEQUENCE { depth INTEGER, inner Nest OPTIONAL } nested `levels`
