@@ -26,6 +26,7 @@
  * same names, so only the control tables are brought in here. */
 extern "C" KelControlTable proto_message_control;
 extern "C" KelControlTable cert_trim_control;
+extern "C" KelControlTable personnel_a2_control;
 
 namespace kel_fuzz {
 
@@ -64,6 +65,8 @@ inline const Schema schemas[] = {
       [](const char *typeName) { return std::strcmp(typeName, "Message") == 0 ? 1 : 0; } },
     { "CertTrim", "CertTrim", &cert_trim_control, 1,
       [](const char *typeName) { return std::strcmp(typeName, "Certificate") == 0 ? 1 : 0; } },
+    { "PersonnelA2", "PersonnelRecordA2", &personnel_a2_control, 1,
+      [](const char *typeName) { return std::strcmp(typeName, "PersonnelRecord") == 0 ? 1 : 0; } },
 };
 inline constexpr std::size_t schemaCount = sizeof schemas / sizeof schemas[0];
 
