@@ -245,10 +245,12 @@ unsigned char *final_block(KelGlobal *world, uint32_t header, uint64_t units) {
 // of room.  The block is taken when the last determinant arrives and that
 // piece is read straight into its place; earlier pieces wait in fragment
 // nodes on the temporary stack and are copied in front of it.  A total of 0
-// takes no block unless `alwaysBlock`.  Returns the block, or null.
+// takes no block unless `alwaysBlock`.  No piece is taken before the input
+// holds the `unitBits` bits a character of what it announces.  Returns the
+// block, or null.
 template <class Unit, class Read>
 unsigned char *collect_allocated(KelGlobal *world, LengthBounds bounds, uint32_t header,
-                                 uint32_t extra, bool alwaysBlock, bool timeString,
+                                 uint32_t extra, bool alwaysBlock, bool timeString, uint32_t unitBits,
                                  uint32_t *count, Read read) {
     FragmentNode *first = nullptr;
     FragmentNode *tail = nullptr;
@@ -259,6 +261,7 @@ unsigned char *collect_allocated(KelGlobal *world, LengthBounds bounds, uint32_t
         check_grouping(world, tail ? tail->size : 0, n, last);
         if (n > 0xFFFFFFFFu - total)
             fail(world, kMsgOutOfMemory, 0xFFFFFFFFu);
+        need_bits(world, uint64_t{n} * unitBits);
         if (last) {
             const uint32_t all = total + n;
             unsigned char *block = nullptr;

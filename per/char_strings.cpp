@@ -105,6 +105,7 @@ uint32_t decode_in_place(KelGlobal *world, unsigned char *out, const KelPerStrin
 unsigned char *decode_allocated(KelGlobal *world, const KelPerString *desc, const KnownSetup &s,
                                 uint32_t header, uint32_t extra, bool alwaysBlock, uint32_t *count) {
     if (fixed_size(desc, s.extended)) {
+        need_bits(world, uint64_t{desc->ub} * s.form.bits);
         unsigned char *block = final_block<unsigned char>(world, header, uint64_t{desc->ub} + extra);
         read_fixed(world, block + header, desc, s.form);
         *count = desc->ub;
@@ -112,7 +113,7 @@ unsigned char *decode_allocated(KelGlobal *world, const KelPerString *desc, cons
     }
     const bool align = align_after_length(desc, s.form.bits, s.extended);
     return collect_allocated<unsigned char>(world, loop_bounds(desc, s.extended), header, extra, alwaysBlock,
-                                            s.timeString, count, [&](unsigned char *dest, uint32_t n) {
+                                            s.timeString, s.form.bits, count, [&](unsigned char *dest, uint32_t n) {
                                                 if (n == 0)
                                                     return;
                                                 if (align)

@@ -155,23 +155,6 @@ uint32_t get_bounded(KelGlobal *world, unsigned char *out, uint32_t lb, uint32_t
 // The allocating readers
 // ---------------------------------------------------------------------------
 
-// The reader's three cursors, to walk the same determinants twice.
-struct ReadMark {
-    unsigned char *pos;
-    int32_t remaining;
-    int32_t offset;
-};
-
-inline ReadMark read_mark(const KelGlobal *world) {
-    return {world->inPos, world->inRemaining, world->bitOffset};
-}
-
-inline void rewind(KelGlobal *world, const ReadMark &mark) {
-    world->inPos = mark.pos;
-    world->inRemaining = mark.remaining;
-    world->bitOffset = mark.offset;
-}
-
 // First walk over a fragmented value whose first determinant, of `first`
 // units and not the last, has just been read: steps over its content and
 // over every later determinant with its content, with the grouping check,
@@ -254,11 +237,13 @@ inline unsigned char *header_only(KelGlobal *world, uint32_t header) {
 
 // Reads a value into one block of its exact size (or of the plan's room).
 // A single determinant is read at once; a fragmented value is walked twice,
-// the first time to size it.  An empty value without header gives no block.
+// the first time to size it.  An empty value without header gives no block;
+// no block is taken for content that the input doesn't hold.
 template <uint32_t Unit> Fetched fetch(KelGlobal *world, const FetchPlan &plan) {
     uint32_t total, kept, room;
     if (plan.ub && plan.lb == plan.ub && plan.ub < kFragmentMax) {
         total = kept = room = plan.ub;
+        need_bits(world, uint64_t{total} * Unit); // before taking memory for it
         unsigned char *block = take_block(world, plan.header + unit_octets<Unit>(room), plan.temporary);
         std::memset(block, 0, plan.header);
         get_field(world, block + plan.header, total * Unit);
@@ -272,6 +257,8 @@ template <uint32_t Unit> Fetched fetch(KelGlobal *world, const FetchPlan &plan) 
         total = measure<Unit>(world, total);
     if (total > plan.limit && !plan.cut)
         fail(world, plan.message, total);
+    if (single)
+        need_bits(world, uint64_t{total} * Unit); // the walk tested a fragmented one
     kept = total < plan.limit ? total : plan.limit;
     room = single && plan.roomForLimit ? plan.limit : kept;
     const uint64_t size = plan.header + unit_octets<Unit>(room);

@@ -57,6 +57,7 @@ uint32_t read_huge(KelGlobal *world, unsigned char **out, int tooLong) {
         fail(world, kMsgMisencoded);
     if (count > kHugeMax)
         fail(world, tooLong, count);
+    need_bits(world, uint64_t{count} * 8);
     auto *bytes = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, count));
     _kel_get_bits(world, bytes, count * 8, 1);
     *out = bytes;
@@ -191,6 +192,7 @@ uint32_t _kel_pdec_semicon_huge_ia(KelGlobal *world, unsigned char **out) {
         *out = nullptr;
         return 0;
     }
+    need_bits(world, uint64_t{count} * 8);
     auto *bytes = static_cast<unsigned char *>(_kel_dec_getmem_internal(world, count));
     _kel_get_bits(world, bytes, count * 8, 1);
     *out = bytes;

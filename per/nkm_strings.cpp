@@ -44,7 +44,7 @@ uint32_t decode_in_place(KelGlobal *world, unsigned char *out, uint32_t capacity
 
 unsigned char *decode_allocated(KelGlobal *world, uint32_t header, uint32_t extra, bool alwaysBlock,
                                 uint32_t *count) {
-    return collect_allocated<unsigned char>(world, kUnbounded, header, extra, alwaysBlock, false, count,
+    return collect_allocated<unsigned char>(world, kUnbounded, header, extra, alwaysBlock, false, 8, count,
                                             [world](unsigned char *dest, uint32_t n) { read_octets(world, dest, n); });
 }
 

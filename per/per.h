@@ -154,6 +154,24 @@ inline uint64_t get_bits(KelGlobal *world, uint32_t n) {
     return n == 64 ? word : word >> (64 - n);
 }
 
+// The reader's three cursors, to walk the same determinants twice or to come
+// back behind a value.
+struct ReadMark {
+    unsigned char *pos;
+    int32_t remaining;
+    int32_t offset;
+};
+
+inline ReadMark read_mark(const KelGlobal *world) {
+    return {world->inPos, world->inRemaining, world->bitOffset};
+}
+
+inline void rewind(KelGlobal *world, const ReadMark &mark) {
+    world->inPos = mark.pos;
+    world->inRemaining = mark.remaining;
+    world->bitOffset = mark.offset;
+}
+
 // Steps over `octets` whole octets from the read pointer, leaving the bit
 // offset as it is.
 inline void skip_octets_in_place(KelGlobal *world, uint32_t octets) {

@@ -21,27 +21,11 @@ constexpr uint32_t kOffsetMask = 0xFF;
 constexpr uint32_t kContentOfOne = 0x4000; // one octet may stand for an empty value
 constexpr uint32_t kExtraOctet = 0x8000;   // content starts inside an octet: n + 1 touched
 
-struct Cursor {
-    unsigned char *pos;
-    int32_t remaining;
-    int32_t bitOffset;
-};
-
-inline Cursor save(const KelGlobal *world) {
-    return {world->inPos, world->inRemaining, world->bitOffset};
-}
-
-inline void restore(KelGlobal *world, const Cursor &c) {
-    world->inPos = c.pos;
-    world->inRemaining = c.remaining;
-    world->bitOffset = c.bitOffset;
-}
-
 // Joins the fragments of a content whose first determinant announced `first`
 // octets (the reader stands at them).  Leaves the reader behind the content
 // and returns the block; its size goes to *total.
 unsigned char *assemble(KelGlobal *world, uint32_t first, uint32_t *total) {
-    const Cursor content = save(world);
+    const ReadMark content = read_mark(world);
     uint32_t size = first;
     uint32_t previous = 0; // the first fragment is no previous one here
     uint8_t last = 0;
@@ -55,17 +39,17 @@ unsigned char *assemble(KelGlobal *world, uint32_t first, uint32_t *total) {
         size += n;
         previous = n;
     } while (!last);
-    const Cursor behind = save(world);
+    const ReadMark behind = read_mark(world);
 
     auto *block = static_cast<unsigned char *>(_kel_dec_gettempmem(world, size));
-    restore(world, content);
+    rewind(world, content);
     _kel_get_bits(world, block, first * 8, 0);
     for (uint32_t done = first; done < size;) {
         const uint32_t n = _kel_pdec_length(world, 0, 0, &last);
         _kel_get_bits(world, block + done, n * 8, 0);
         done += n;
     }
-    restore(world, behind);
+    rewind(world, behind);
     *total = size;
     return block;
 }

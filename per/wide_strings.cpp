@@ -204,6 +204,7 @@ template <class Unit> int32_t decode_wide(KelGlobal *world, Unit **field, const 
     if (fixed_size(desc, extended)) {
         if (uint64_t{form.bits} * desc->ub > 16)
             align_reader(world);
+        need_bits(world, uint64_t{form.bits} * desc->ub);
         Unit *out = reinterpret_cast<Unit *>(final_block<Unit>(world, 0, desc->ub));
         read_wide(world, out, desc->ub, form);
         *field = out;
@@ -211,7 +212,8 @@ template <class Unit> int32_t decode_wide(KelGlobal *world, Unit **field, const 
     }
     const bool align = align_after_length(desc, form.bits, extended);
     uint32_t count;
-    unsigned char *block = collect_allocated<Unit>(world, loop_bounds(desc, extended), 0, 0, false, false, &count,
+    unsigned char *block = collect_allocated<Unit>(world, loop_bounds(desc, extended), 0, 0, false, false, form.bits,
+                                                   &count,
                                                    [&](Unit *dest, uint32_t n) {
                                                        if (n == 0)
                                                            return;
