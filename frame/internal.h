@@ -49,6 +49,10 @@ struct KelWorldExt {
     KelOutBlock encStackFirst;
     KelOutBlock *encStack;
     uint8_t paddingBits;
+    // PER TIME encoders: the time difference that the second half of an
+    // interval inherits from the first (layout in per/time_fields.h).  It
+    // fills the padding before xobjSetTable.
+    uint16_t timeInterval;
     KelObjectSetTable xobjSetTable;
     void *dynlibHandle;
     KelXApiTable *xapi;
@@ -182,6 +186,7 @@ static_assert(offsetof(KelGlobal, tagStartRemaining) == 988);
 static_assert(offsetof(KelGlobal, reserveTail) == 1472);
 static_assert(sizeof(KelGlobal) == 1584);
 static_assert(offsetof(KelWorldExt, encStackFirst) == 24);
+static_assert(offsetof(KelWorldExt, timeInterval) == 278);
 static_assert(offsetof(KelWorldExt, xobjSetTable) == 280);
 static_assert(offsetof(KelWorldExt, pushInline) == 340);
 static_assert(offsetof(KelWorldExt, extErrMsg) == 520);

@@ -372,6 +372,55 @@ KEL_API void _kel_pskip_constr_bit(KelGlobal *world, uint32_t lb, uint32_t ub);
 KEL_API int kelPerEncode(KelGlobal *world, int pdu, void *value, KelBuf *output, unsigned flags);
 KEL_API int kelPerDecode(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsigned flags);
 
+/* ------------------------------------------------------------------------ */
+/* TIME types: DATE, TIME-OF-DAY, DATE-TIME, DURATION, intervals             */
+/* ------------------------------------------------------------------------ */
+
+/* Each value is text.  An encoder takes the text at one piece (one field on
+ * the wire) and returns the text behind it; a decoder appends the piece at
+ * `out` and returns the position behind it, without a terminator.  A bad
+ * piece is message 0012S.  `limit` bounds the digits that a decoder prints;
+ * `digits` is the fixed digit count of a fraction. */
+KEL_API const char *_kel_pe_t_century(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_any_century(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_year(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_any_year(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_month(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_day_of_month(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_day_of_year(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_week(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_day_of_week(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_hours(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_mins_or_secs(KelGlobal *world, const char *text, uint32_t maximum);
+KEL_API const char *_kel_pe_t_time_fraction(KelGlobal *world, const char *text, uint32_t digits);
+KEL_API const char *_kel_pe_t_time_diff(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_recurrence(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_duration_interval(KelGlobal *world, const char *text);
+KEL_API const char *_kel_pe_t_mixed(KelGlobal *world, const char *text);
+
+KEL_API char *_kel_pd_t_century(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_any_century(KelGlobal *world, char *out, uint32_t limit);
+KEL_API char *_kel_pd_t_year(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_any_year(KelGlobal *world, char *out, uint32_t limit);
+KEL_API char *_kel_pd_t_month(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_day_of_month(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_day_of_year(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_week(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_day_of_week(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_hours(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_mins_or_secs(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_time_fraction(KelGlobal *world, char *out, uint32_t digits);
+KEL_API char *_kel_pd_t_time_diff(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_recurrence(KelGlobal *world, char *out, uint32_t limit);
+KEL_API char *_kel_pd_t_duration_interval(KelGlobal *world, char *out);
+KEL_API char *_kel_pd_t_mixed(KelGlobal *world, char *out);
+
+/* Skips of the pieces that are more than a plain bit field. */
+KEL_API void _kel_ps_t_year(KelGlobal *world);
+KEL_API void _kel_ps_t_time_diff(KelGlobal *world);
+KEL_API void _kel_ps_t_duration_interval(KelGlobal *world);
+KEL_API void _kel_ps_t_mixed(KelGlobal *world);
+
 #ifdef __cplusplus
 }
 #endif

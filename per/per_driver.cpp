@@ -66,6 +66,7 @@ void begin_call(KelGlobal *world) {
 
 int kelPerEncode(KelGlobal *world, int pdu, void *value, KelBuf *output, unsigned flags) {
     begin_call(world);
+    world->ext->timeInterval = 0;
     return kel::run_encoder<PerFamily>(world, pdu, value, output, flags);
 }
 

@@ -1,0 +1,152 @@
+// time_duration.cpp - DURATION in PER: a mask of 8 bits saying which
+// components follow (years, months, weeks, days, hours, minutes, seconds,
+// fraction), then each present component as a 0 bit and a short field or a
+// 1 bit and an unconstrained integer, then the fraction as its digit count
+// and its value.  The decoder rebuilds the text with its designators.
+
+#include <bit>
+
+#include "time_fields.h"
+
+namespace {
+
+using namespace kel::per;
+using namespace kel::per::time;
+
+struct Component {
+    uint8_t bit;
+    char designator;
+    bool inTime; // behind the 'T'
+    uint32_t shortWidth;
+    uint32_t KelDurationPart::*field;
+};
+
+// In text and wire order.  Weeks stand alone, with the fraction at most.
+constexpr Component kComponents[] = {
+    {KEL_DUR_YEARS, 'Y', false, 5, &KelDurationPart::years},
+    {KEL_DUR_MONTHS, 'M', false, 4, &KelDurationPart::months},
+    {KEL_DUR_WEEKS, 'W', false, 6, &KelDurationPart::weeks},
+    {KEL_DUR_DAYS, 'D', false, 5, &KelDurationPart::days},
+    {KEL_DUR_HOURS, 'H', true, 5, &KelDurationPart::hours},
+    {KEL_DUR_MINUTES, 'M', true, 6, &KelDurationPart::minutes},
+    {KEL_DUR_SECONDS, 'S', true, 6, &KelDurationPart::seconds},
+};
+
+// The digit count of a fraction: 1 to 3 as a 0 bit and 2 bits of count - 1.
+constexpr uint32_t kShortDigitsMax = 3;
+constexpr uint32_t kDigitsMax = 20;
+
+inline uint32_t fraction_offset(const KelGlobal *world) {
+    return world->ext->compatFlags & kCompatDurationFractionFrom1 ? 1 : 0;
+}
+
+// A 0 bit and the value in `width` bits, or a 1 bit and the value
+// unconstrained when it does not fit.
+inline void put_short_or_long(KelGlobal *world, uint32_t value, uint32_t width) {
+    if (value >> width == 0)
+        put_bits(world, value, width + 1);
+    else {
+        put_bits(world, 1, 1);
+        _kel_penc_unconstr_int(world, value);
+    }
+}
+
+inline uint64_t get_short_or_long(KelGlobal *world, uint32_t width, int message) {
+    if (get_bits(world, 1) == 0)
+        return get_bits(world, width);
+    const int64_t value = _kel_pdec_unconstr_int(world);
+    if (value < 0) [[unlikely]]
+        fail(world, message);
+    return static_cast<uint64_t>(value);
+}
+
+inline void skip_short_or_long(KelGlobal *world, uint32_t width) {
+    if (get_bits(world, 1) == 0)
+        get_bits(world, width);
+    else
+        _kel_pskip_int(world);
+}
+
+} // namespace
+
+extern "C" {
+
+const char *_kel_pe_t_duration_interval(KelGlobal *world, const char *text) {
+    if (*text != 'P') [[unlikely]]
+        out_of_range(world);
+    KelDurationPart duration;
+    const char *end = _kelDTDurationParse(world, text, &duration);
+    const uint32_t mask = duration.flags;
+    put_bits(world, mask, 8);
+    for (const Component &c : kComponents)
+        if (mask & c.bit)
+            put_short_or_long(world, duration.*c.field, c.shortWidth);
+    if (mask & KEL_DUR_FRACTION) {
+        const uint32_t digits = duration.fractionDigits;
+        if (digits <= kShortDigitsMax)
+            put_bits(world, digits - 1, 3);
+        else {
+            put_bits(world, 1, 1);
+            _kel_penc_unconstr_int(world, digits);
+        }
+        put_fraction_value(world, duration.fraction, fraction_offset(world));
+    }
+    return end;
+}
+
+// Only the last component may be zero; the designator of the last one goes
+// behind the fraction when there is one.
+char *_kel_pd_t_duration_interval(KelGlobal *world, char *out) {
+    const uint32_t mask = static_cast<uint32_t>(get_bits(world, 8));
+    const uint32_t components = mask & ~KEL_DUR_FRACTION;
+    if (components == 0 || ((mask & KEL_DUR_WEEKS) && components != KEL_DUR_WEEKS)) [[unlikely]]
+        fail(world, kMsgDurationMisencoded);
+    const uint32_t last = components & (0u - components);
+    const bool hasFraction = mask & KEL_DUR_FRACTION;
+    bool zeroInside = false;
+    bool inTime = false;
+    char lastDesignator = 0;
+    *out++ = 'P';
+    for (const Component &c : kComponents) {
+        if (!(mask & c.bit))
+            continue;
+        const uint64_t value = get_short_or_long(world, c.shortWidth, kMsgDurationMisencoded);
+        if (c.inTime && !inTime) {
+            *out++ = 'T';
+            inTime = true;
+        }
+        zeroInside |= value == 0 && c.bit != last;
+        out = _kelUint64ToStrUnlimited(out, 1, value);
+        if (c.bit != last || !hasFraction)
+            *out++ = c.designator;
+        lastDesignator = c.designator;
+    }
+    if (zeroInside) [[unlikely]]
+        fail(world, kMsgDurationMisencoded);
+    if (hasFraction) {
+        uint64_t digits = get_bits(world, 1) ? static_cast<uint64_t>(_kel_pdec_unconstr_int(world))
+                                             : get_bits(world, 2) + 1;
+        if (digits == 0 || digits > kDigitsMax) [[unlikely]]
+            out_of_range(world);
+        const uint64_t value = get_fraction_value(world, fraction_offset(world));
+        *out++ = '.';
+        out = _kelUint64ToStr(out, static_cast<int>(digits), value);
+        if (!out) [[unlikely]]
+            out_of_range(world);
+        *out++ = lastDesignator;
+    }
+    return out;
+}
+
+void _kel_ps_t_duration_interval(KelGlobal *world) {
+    const uint32_t mask = static_cast<uint32_t>(get_bits(world, 8));
+    for (const Component &c : kComponents)
+        if (mask & c.bit)
+            skip_short_or_long(world, c.shortWidth);
+    if (mask & KEL_DUR_FRACTION) {
+        skip_short_or_long(world, 2);
+        skip_fraction_value(world);
+    }
+}
+
+} // extern "C"
