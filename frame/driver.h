@@ -9,6 +9,11 @@
 //   static void finish_encoding(KelGlobal *, KelBuf *output)
 //   static void finish_decoding(KelGlobal *, KelBuf *input)  after the call
 //                                   and the count of octets read
+// and optionally:
+//   static void call_decoder(KelGlobal *, int *pdu, void **result)
+//                                   a generated decoder of another shape
+//   static uint32_t bytes_read(const KelGlobal *, const KelBuf *input)
+//                                   another count of octets read
 #pragma once
 
 #include <csetjmp>
@@ -54,6 +59,13 @@ inline void reset_call_state(KelGlobal *world) {
     ext->pushFlag = 0;
     ext->pushInline.count = 0;
     ext->pushInline.link = &ext->pushInline;
+}
+
+template <class Family> uint32_t bytes_read(const KelGlobal *world, const KelBuf *input) {
+    if constexpr (requires { Family::bytes_read(world, input); })
+        return Family::bytes_read(world, input);
+    else
+        return input->length - static_cast<uint32_t>(world->inRemaining);
 }
 
 template <class Family>
@@ -155,7 +167,7 @@ int run_decoder(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsign
             world->errMsgPtr = nullptr;
             world->decodingLength = 0;
             world->encRules = savedRules;
-            ext->bytesRead = input->length - static_cast<uint32_t>(world->inRemaining);
+            ext->bytesRead = bytes_read<Family>(world, input);
         } else {
             code = 0;
         }
@@ -179,8 +191,11 @@ int run_decoder(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsign
     world->inRemaining = static_cast<int32_t>(input->length);
 
     void *result = nullptr;
-    decoder(world, pdu, &result);
-    ext->bytesRead = input->length - static_cast<uint32_t>(world->inRemaining);
+    if constexpr (requires { Family::call_decoder(world, pdu, &result); })
+        Family::call_decoder(world, pdu, &result);
+    else
+        decoder(world, pdu, &result);
+    ext->bytesRead = bytes_read<Family>(world, input);
     Family::finish_decoding(world, input);
 
     if (world->partialMode == 0) {
