@@ -13,6 +13,7 @@
 #include "ber.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
+#include "oid_contents.h"
 
 namespace {
 
@@ -50,18 +51,14 @@ struct SubidWriter {
 };
 
 // The subidentifier that carries the first two arcs, after the checks that
-// X.660 puts on them: a first arc of 0, 1 or 2, a second arc below 40 under
-// the first two, and under 0.0 a third arc naming a recommendation series
-// letter, 1 to 26.  `third` is consulted only when `hasThird`.
+// X.660 puts on them; `third` is consulted only when `hasThird`.
 uint32_t first_subid(KelGlobal *world, uint32_t first, uint32_t second, bool hasThird,
                      uint32_t third) {
-    if (first > 2 || (first < 2 && second >= 40))
-        _kel_enc_error(world, kMsgBadOid, first < 2 ? 1 : 0);
-    if (first == 0 && second == 0 && hasThird && (third == 0 || third >= 27))
-        _kel_enc_error(world, kMsgBadOid, 2);
-    if (second > UINT32_MAX - 40 * first)
-        _kel_enc_error(world, kMsgBadOid, 3);
-    return 40 * first + second;
+    kel::subids::check_first_arc(world, first);
+    const uint32_t joined = kel::subids::join_first_arcs(world, first, second);
+    if (hasThird)
+        kel::subids::check_third_arc(world, joined, third);
+    return joined;
 }
 
 template <class Arc>

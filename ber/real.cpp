@@ -17,74 +17,20 @@
 #include "ber.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
+#include "real_contents.h"
 
 namespace {
 
 using namespace kel::ber;
-
-// Octets of the special values.
-constexpr uint8_t kPlusInfinity = 0x40;
-constexpr uint8_t kMinusInfinity = 0x41;
-constexpr uint8_t kNotANumber = 0x42;
-constexpr uint8_t kMinusZero = 0x43;
-
-constexpr const char *kSpecialText[] = {"PLUS_INFINITY", "MINUS_INFINITY", "NOT_A_NUMBER", "-0"};
-
-// Compatibility flag that keeps decimal text as it stands under DER.
-constexpr uint32_t kCompatPlainDecimal = 0x400;
+using kel::real::DecimalScan;
+using kel::real::kMaxDoubleContents;
+using kel::real::kMinusZero;
+using kel::real::kPlusInfinity;
+using kel::real::kSpecialText;
+using kel::real::scan_decimal;
 
 // ---------------------------------------------------------------------------
 // Decimal text
-
-constexpr bool is_digit(unsigned c) { return c - '0' < 10u; }
-
-// What a scan of ISO 6093 text found: blanks, a sign, digits, a point ('.' or
-// ','), digits, then 'E' or 'e', a sign and digits.  `end` is where the scan
-// stopped; the text is valid in that syntax when it is the text's end.
-struct DecimalScan {
-    uint32_t start = 0; // behind the leading blanks
-    uint32_t end = 0;
-    uint32_t mantissaDigits = 0;
-    uint32_t exponentDigits = 0;
-    bool point = false;
-    bool exponent = false;
-
-    // The ISO 6093 form (1 NR1, 2 NR2, 3 NR3) of what was found.
-    uint8_t form() const { return exponent ? 3 : point ? 2 : 1; }
-};
-
-DecimalScan scan_decimal(const unsigned char *s, uint32_t n) {
-    DecimalScan d;
-    uint32_t i = 0;
-    auto digits = [&] {
-        const uint32_t from = i;
-        while (i < n && is_digit(s[i]))
-            ++i;
-        return i - from;
-    };
-    auto sign = [&] {
-        if (i < n && (s[i] == '+' || s[i] == '-'))
-            ++i;
-    };
-    while (i < n && s[i] == ' ')
-        ++i;
-    d.start = i;
-    sign();
-    d.mantissaDigits = digits();
-    if (i < n && (s[i] == '.' || s[i] == ',')) {
-        d.point = true;
-        ++i;
-        d.mantissaDigits += digits();
-    }
-    if (i < n && (s[i] == 'E' || s[i] == 'e')) {
-        d.exponent = true;
-        ++i;
-        sign();
-        d.exponentDigits = digits();
-    }
-    d.end = i;
-    return d;
-}
 
 // Checks decimal contents (the text behind the form octet) against the form
 // that the octet names; form 0 admits any of the three.
@@ -219,47 +165,17 @@ int _kel_get_mantissa(KelGlobal *world, double value, unsigned char mantissa[8],
 }
 
 int _kel_encd_real(KelGlobal *world, unsigned char **pos, int32_t *rem, double value) {
-    if (std::isnan(value))
-        return write_special(world, pos, rem, kNotANumber);
-    if (value == 0)
-        return std::signbit(value) ? write_special(world, pos, rem, kMinusZero) : 0;
-    if (value >= DBL_MAX)
-        return write_special(world, pos, rem, kPlusInfinity);
-    if (value <= -DBL_MAX)
-        return write_special(world, pos, rem, kMinusInfinity);
-
-    unsigned char mantissa[8];
-    int32_t exponent = 0;
-    const int n = _kel_get_mantissa(world, value, mantissa, &exponent);
-    kel::BackwardOctets<16> out;
-    for (int i = n; i-- > 0;)
-        out.push(mantissa[i]);
-    const uint32_t magnitude = static_cast<uint32_t>(exponent < 0 ? ~exponent : exponent);
-    const int exponentOctets = _kel_numbits(magnitude) / 8 + 1;
-    for (int i = 0; i < exponentOctets; ++i)
-        out.push(static_cast<uint32_t>(exponent >> (8 * i)) & 0xFF);
-    const uint32_t sign = value < 0 ? 0x40 : 0;
-    if (exponentOctets > 3) {
-        out.push(static_cast<uint32_t>(exponentOctets));
-        out.push(0x83 | sign);
-    } else {
-        out.push(0x80 | sign | static_cast<uint32_t>(exponentOctets - 1));
-    }
-    return kel::emit_below(world, pos, rem, out.data(), out.size());
+    unsigned char contents[kMaxDoubleContents];
+    const uint32_t n = kel::real::double_contents(world, value, contents);
+    return n ? kel::emit_below(world, pos, rem, contents, n) : 0;
 }
 
 int _kel_encd_creal(KelGlobal *world, unsigned char **pos, int32_t *rem, char *text) {
     if (!text)
         _kel_enc_error(world, kMsgBadDecimalReal, 0);
     const bool canonical =
-        world->encRules == KEL_DER && !(world->ext->compatFlags & kCompatPlainDecimal);
-    auto special = [&](const char *t) -> int {
-        for (uint8_t i = 0; i < 4; ++i)
-            if (std::strcmp(t, kSpecialText[i]) == 0)
-                return kPlusInfinity + i;
-        return -1;
-    };
-    int octet = special(text);
+        world->encRules == KEL_DER && !(world->ext->compatFlags & kel::real::kCompatPlainDecimal);
+    int octet = kel::real::special_octet(text);
     if (octet >= 0)
         return write_special(world, pos, rem, static_cast<uint8_t>(octet));
 
@@ -268,19 +184,8 @@ int _kel_encd_creal(KelGlobal *world, unsigned char **pos, int32_t *rem, char *t
     char *body = text;
     char *composed = nullptr;
     if (canonical) {
-        if (parsed)
-            _kel_enc_error(world, parsed == 2   ? kMsgMantissaDigits
-                                  : parsed == 3 ? kMsgMantissaDigits + 1
-                                  : parsed == 5 ? kMsgExponentTooLong
-                                                : kMsgBadDecimalReal,
-                           0);
-        const auto size = static_cast<uint32_t>(std::strlen(text)) + 5;
-        composed = static_cast<char *>(_kel_dec_gettempmem(world, size));
-        record.flags |= KEL_CREAL_DIGITS_FIRST;
-        if (_kel_ex_compose_creal_X693(&record, composed, size) < 0)
-            _kel_enc_error(world, kMsgBadDecimalReal, 0);
-        body = composed;
-        octet = special(body);
+        body = composed = kel::real::canonical_decimal(world, text, parsed, record);
+        octet = kel::real::special_octet(body);
     }
     int written = 0;
     if (octet >= 0) {

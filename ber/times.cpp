@@ -4,17 +4,19 @@
 // held as text, whose wire form drops the punctuation.
 
 #include <cstring>
-#include <initializer_list>
 
 #include "ber.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
+#include "time_contents.h"
 
 namespace {
 
 using namespace kel::ber;
 using kel::ber::decoder_unconstrained;
 using kel::ber::encoder_unconstrained;
+using kel::useful_time::check_ranges;
+using kel::useful_time::TimeText;
 
 // Compatibility flags: relaxed time rules under DER; a final NUL accepted in
 // a time held as text.
@@ -31,50 +33,6 @@ bool der_or_cer(const KelGlobal *world) {
 bool strict_time(const KelGlobal *world) {
     return world->encRules == KEL_DER && !(world->ext->compatFlags & kCompatLooseTime);
 }
-
-// The field ranges, tested in this order; messages 73 to 78.
-void check_ranges(KelGlobal *world, const KelTimeStruct *t, int16_t maxMillisec) {
-    struct Range {
-        int16_t value, low, high;
-    };
-    const Range ranges[] = {{t->month, 1, 12},  {t->day, 1, 31},    {t->hour, 0, 23},
-                            {t->minute, 0, 59}, {t->second, 0, 59}, {t->millisec, 0, maxMillisec}};
-    for (int i = 0; i < 6; ++i)
-        if (ranges[i].value < ranges[i].low || ranges[i].value > ranges[i].high)
-            _kel_enc_error(world, kMsgMonthRange + i, static_cast<uint32_t>(ranges[i].value));
-}
-
-// Text of a time being built; `_kel_shtos` refuses a value too wide for its
-// digits (message 72).
-struct TimeText {
-    unsigned char text[40];
-    uint32_t n = 0;
-
-    void digits(KelGlobal *world, int16_t value, int16_t count) {
-        _kel_shtos(world, text + n, static_cast<uint16_t>(value), count);
-        n += static_cast<uint32_t>(count);
-    }
-    void put(char c) { text[n++] = static_cast<unsigned char>(c); }
-    // Month to second, two digits each.
-    void fields(KelGlobal *world, const KelTimeStruct *t) {
-        for (int16_t field : {t->month, t->day, t->hour, t->minute, t->second})
-            digits(world, field, 2);
-    }
-    bool ends_in_00() const { return n >= 2 && text[n - 1] == '0' && text[n - 2] == '0'; }
-    void zone(KelGlobal *world, const KelTimeStruct *t) {
-        if (t->utc || t->mindiff == 0) {
-            put('Z');
-            return;
-        }
-        const int minutes = t->mindiff < 0 ? -t->mindiff : t->mindiff;
-        put(t->mindiff < 0 ? '-' : '+');
-        digits(world, static_cast<int16_t>(minutes / 60), 2);
-        digits(world, static_cast<int16_t>(minutes % 60), 2);
-    }
-    int write(KelGlobal *world, unsigned char **pos, int32_t *rem) const {
-        return _kel_write_bytes_d(world, pos, rem, text, static_cast<int32_t>(n));
-    }
-};
 
 // ---------------------------------------------------------------------------
 // Decoding
@@ -235,14 +193,7 @@ int _kel_encd_gtime(KelGlobal *world, unsigned char **pos, int32_t *rem, const K
     if (!encoder_unconstrained(world))
         check_ranges(world, value, 999);
     TimeText t;
-    t.digits(world, value->year, 4);
-    t.fields(world, value);
-    t.put('.');
-    t.digits(world, value->millisec, 3);
-    while (t.text[t.n - 1] == '0')
-        --t.n;
-    if (t.text[t.n - 1] == '.')
-        --t.n;
+    t.generalized(world, value);
     if (world->encRules == KEL_BER && t.ends_in_00())
         t.n -= 2;
     if (value->utc)
@@ -250,8 +201,8 @@ int _kel_encd_gtime(KelGlobal *world, unsigned char **pos, int32_t *rem, const K
     else if (der_or_cer(world))
         _kel_enc_error(world, kMsgTimeNotUtc, 0);
     else if (value->mindiff)
-        t.zone(world, value);
-    return t.write(world, pos, rem);
+        t.offset(world, value);
+    return _kel_write_bytes_d(world, pos, rem, t.text, static_cast<int32_t>(t.n));
 }
 
 int _kel_encd_utime(KelGlobal *world, unsigned char **pos, int32_t *rem, const KelTimeStruct *value) {
@@ -260,12 +211,11 @@ int _kel_encd_utime(KelGlobal *world, unsigned char **pos, int32_t *rem, const K
     if (der_or_cer(world) && !value->utc && value->mindiff)
         _kel_enc_error(world, kMsgTimeNotUtc, 0);
     TimeText t;
-    t.digits(world, static_cast<int16_t>(value->year % 100), 2);
-    t.fields(world, value);
+    t.utc(world, value);
     if (world->encRules == KEL_BER && t.ends_in_00())
         t.n -= 2;
     t.zone(world, value);
-    return t.write(world, pos, rem);
+    return _kel_write_bytes_d(world, pos, rem, t.text, static_cast<int32_t>(t.n));
 }
 
 void _kel_dec_gtime(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,

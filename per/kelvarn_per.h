@@ -421,6 +421,77 @@ KEL_API void _kel_ps_t_time_diff(KelGlobal *world);
 KEL_API void _kel_ps_t_duration_interval(KelGlobal *world);
 KEL_API void _kel_ps_t_mixed(KelGlobal *world);
 
+/* ------------------------------------------------------------------------ */
+/* REAL, object identifiers, GeneralizedTime and UTCTime                     */
+/* ------------------------------------------------------------------------ */
+
+/* REAL: the contents of BER behind an unconstrained length.  Text is
+ * normalised to NR3 unless bit 0x400 of compatFlags keeps it as written;
+ * a mixed real has kind 0 (double) or 1 (text), `value` its value slot. */
+KEL_API void _kel_penc_real(KelGlobal *world, double value);
+KEL_API void _kel_penc_creal(KelGlobal *world, const char *text);
+KEL_API void _kel_penc_mreal_ia(KelGlobal *world, int32_t kind, const void *value);
+KEL_API double _kel_pdec_real(KelGlobal *world);
+KEL_API float _kel_pdec_freal(KelGlobal *world);
+/* Text in decoder memory: "0", the special names, decimal text as it
+ * stands, or the binary form printed with "%lg". */
+KEL_API char *_kel_pdec_creal(KelGlobal *world);
+/* Returns the kind stored in `value`: specials and decimal text as text. */
+KEL_API uint32_t _kel_pdec_mreal_ia(KelGlobal *world, void *value);
+/* Inner steps: the `left` octets behind a first octet already read. */
+KEL_API double _kel_pdec_binreal(KelGlobal *world, uint8_t first, uint32_t left);
+KEL_API void _kel_pdec_chrreal(KelGlobal *world, uint8_t first, uint32_t left, double *result,
+                               char *copy);
+
+/* OBJECT IDENTIFIER and RELATIVE-OID: the contents of BER behind an
+ * unconstrained length.  Arcs of 32 bits (i, l) or 16 bits (s); linked
+ * nodes are KelOidLink, a 16-bit arc in the low half of the value. */
+KEL_API void _kel_penc_objidi(KelGlobal *world, const uint32_t *arcs, uint32_t count);
+KEL_API void _kel_penc_objidl(KelGlobal *world, const uint32_t *arcs, uint32_t count);
+KEL_API void _kel_penc_objids(KelGlobal *world, const uint16_t *arcs, uint32_t count);
+KEL_API void _kel_penc_link_objidi(KelGlobal *world, const void *first);
+KEL_API void _kel_penc_link_objidl_ia(KelGlobal *world, const void *first);
+KEL_API void _kel_penc_link_objids(KelGlobal *world, const void *first);
+/* Writes arc `position` behind a length the caller wrote; *firstArcs keeps
+ * the first arc, then the subidentifier of the first two. */
+KEL_API void _kel_penc_subid(KelGlobal *world, uint32_t position, uint32_t value, uint32_t *firstArcs);
+/* Encoded contents as they stand; a capacity above 0 bounds the length. */
+KEL_API void _kel_penc_eobjid_ia(KelGlobal *world, const unsigned char *contents, uint32_t length,
+                                 uint32_t capacity);
+KEL_API void _kel_penc_ereloid_ia(KelGlobal *world, const unsigned char *contents, uint32_t length,
+                                  uint32_t capacity);
+
+/* Fixed arrays of `capacity` arcs; empty contents leave the count alone. */
+KEL_API void _kel_pdec_aobjidi(KelGlobal *world, uint32_t *arcs, uint16_t *count, uint32_t capacity);
+KEL_API void _kel_pdec_aobjidl(KelGlobal *world, uint32_t *arcs, uint16_t *count, uint32_t capacity);
+KEL_API void _kel_pdec_aobjids(KelGlobal *world, uint16_t *arcs, uint16_t *count, uint32_t capacity);
+/* A block of `headerBytes`, a 16-bit count and up to 50 arcs (32-bit arcs
+ * from the next 4-octet boundary). */
+KEL_API void _kel_pdec_aobjidi_ptr_ia(KelGlobal *world, void **field, uint32_t headerBytes);
+KEL_API void _kel_pdec_aobjidl_ptr_ia(KelGlobal *world, void **field, uint32_t headerBytes);
+KEL_API void _kel_pdec_aobjids_ptr_ia(KelGlobal *world, void **field, uint32_t headerBytes);
+KEL_API void _kel_pdec_uobjidi(KelGlobal *world, uint32_t **field, uint16_t *count);
+KEL_API void _kel_pdec_uobjidl(KelGlobal *world, uint32_t **field, uint16_t *count);
+KEL_API void _kel_pdec_uobjids(KelGlobal *world, uint16_t **field, uint16_t *count);
+KEL_API void _kel_pdec_link_objidi(KelGlobal *world, void **head);
+KEL_API void _kel_pdec_link_objidl_ia(KelGlobal *world, void **head);
+KEL_API void _kel_pdec_link_objids(KelGlobal *world, void **head);
+/* Encoded contents: into `target` of `capacity` octets, or with a negative
+ * capacity into decoder memory whose pointer goes to *(void **)target. */
+KEL_API uint32_t _kel_pdec_eobjid_ia(KelGlobal *world, void *target, int32_t capacity);
+KEL_API uint32_t _kel_pdec_ereloid_ia(KelGlobal *world, void *target, int32_t capacity);
+/* One step of reading arcs: position 0 reads the first subidentifier and
+ * gives the first arc, keeping the second in *second; position 1 gives it
+ * back without reading.  Returns the octets read, at most `left`. */
+KEL_API int32_t _kel_pdec_subid(KelGlobal *world, uint32_t position, uint32_t left, uint32_t *value,
+                                uint32_t *second);
+
+/* GeneralizedTime and UTCTime from and to a KelTimeStruct. */
+KEL_API void _kel_penc_gtime(KelGlobal *world, const KelTimeStruct *value);
+KEL_API void _kel_penc_utime(KelGlobal *world, const KelTimeStruct *value);
+KEL_API void _kel_pdec_gtime(KelGlobal *world, KelTimeStruct *value);
+KEL_API void _kel_pdec_utime(KelGlobal *world, KelTimeStruct *value);
+
 #ifdef __cplusplus
 }
 #endif
