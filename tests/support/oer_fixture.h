@@ -29,8 +29,11 @@ struct OerFixture : ::testing::Test {
     }
 
     // What `body` writes in library memory; the count mode must agree on
-    // the size.  A failure leaves its code in *rc, or fails the test.
+    // the size.  A failure leaves its code in *rc, or fails the test.  The
+    // values of earlier decodes are released first: their items would count
+    // as blocks of the encoding.
     Octets encoded(const OerBody &body, int *rc = nullptr) {
+        _kel_freeMem(world, world->freeMem);
         world->encRules = KEL_OER;
         world->encodingFlags = DETERMINE_ENC_LENGTH;
         world->encLength = 0;
