@@ -25,7 +25,7 @@ struct CharForm {
     bool own;
 };
 
-inline CharForm char_form(const KelGlobal *world, uint32_t flags) {
+[[gnu::always_inline]] inline CharForm char_form(const KelGlobal *world, uint32_t flags) {
     if (world->aligned)
         return {KEL_PER_BITS_ALIGNED(flags), (flags & KEL_PER_OWN_CODE_ALIGNED) != 0};
     return {KEL_PER_BITS_UNALIGNED(flags), (flags & KEL_PER_OWN_CODE_UNALIGNED) != 0};
@@ -104,48 +104,59 @@ template <class Code> void pack_codes(KelGlobal *world, uint32_t count, uint32_t
     }
 }
 
-// Reads `count` codes of `bits` (1..32) bits and hands each to sink(i, code).
-// The input is tested once for the whole run; groups of up to 56 bits come
-// from one 64-bit load while eight octets are left, the rest octet by octet.
-template <class Sink> void unpack_codes(KelGlobal *world, uint32_t count, uint32_t bits, Sink sink) {
-    if (count == 0 || bits == 0)
-        return;
+// Reads `count` codes of `Bits` bits (`bits` when Bits is 0; 1..32) and
+// hands each to sink(i, code).  The input is tested once for the whole run.
+// Every round takes one 64-bit load and as many codes as fill 56 bits of it
+// (eight 7-bit characters); within the last eight octets of the input the
+// load comes from a copy of what is left, so nothing past the input is read.
+template <uint32_t Bits, class Sink>
+[[gnu::always_inline]] inline void unpack_run(KelGlobal *world, uint32_t count, uint32_t bits, Sink sink) {
+    if constexpr (Bits != 0)
+        bits = Bits;
     need_bits(world, static_cast<uint64_t>(count) * bits);
     unsigned char *const start = world->inPos;
+    const unsigned char *const end = start + world->inRemaining;
     unsigned char *p = start;
     uint32_t offset = static_cast<uint32_t>(world->bitOffset);
-    const uint32_t perGroup = 56 / bits;
-    const uint32_t groupBits = perGroup * bits;
+    const uint32_t perRound = 56 / bits;
     uint32_t i = 0;
-    if (world->inRemaining >= 8 && count >= perGroup) {
-        const uint64_t fit =
-            ((static_cast<uint64_t>(world->inRemaining) - 8) * 8 + 7 - offset) / groupBits + 1;
-        const uint64_t wanted = count / perGroup;
-        const uint32_t groups = static_cast<uint32_t>(fit < wanted ? fit : wanted);
-        for (uint32_t g = 0; g < groups; ++g) {
-            uint64_t word = bits::load_be64(p) << offset;
-            for (uint32_t k = 0; k < perGroup; ++k, word <<= bits)
-                sink(i + k, static_cast<uint32_t>(word >> (64 - bits)));
-            i += perGroup;
-            const uint32_t end = offset + groupBits;
-            p += end >> 3;
-            offset = end & 7;
+    while (i < count) {
+        uint64_t word;
+        if (end - p >= 8) [[likely]] {
+            word = bits::load_be64(p);
+        } else {
+            unsigned char tail[8] = {};
+            std::memcpy(tail, p, static_cast<size_t>(end - p));
+            word = bits::load_be64(tail);
         }
-    }
-    const uint64_t mask = (uint64_t{1} << bits) - 1;
-    for (; i < count; ++i) {
-        const uint32_t end = offset + bits;
-        const uint32_t octets = (end + 7) >> 3;
-        uint64_t field = 0;
-        for (uint32_t j = 0; j < octets; ++j)
-            field = field << 8 | p[j];
-        sink(i, static_cast<uint32_t>((field >> (octets * 8 - end)) & mask));
-        p += end >> 3;
-        offset = end & 7;
+        word <<= offset;
+        const uint32_t take = count - i < perRound ? count - i : perRound;
+        if (take == perRound) [[likely]] {
+            for (uint32_t k = 0; k < perRound; ++k, word <<= bits)
+                sink(i + k, static_cast<uint32_t>(word >> (64 - bits)));
+        } else {
+            for (uint32_t k = 0; k < take; ++k, word <<= bits)
+                sink(i + k, static_cast<uint32_t>(word >> (64 - bits)));
+        }
+        i += take;
+        const uint32_t stop = offset + take * bits;
+        p += stop >> 3;
+        offset = stop & 7;
     }
     world->inRemaining -= static_cast<int32_t>(p - start);
     world->inPos = p;
     world->bitOffset = static_cast<int32_t>(offset);
+}
+
+// unpack_run for any width, with the 7 bits of the unaligned known-multiplier
+// strings unrolled.
+template <class Sink> void unpack_codes(KelGlobal *world, uint32_t count, uint32_t bits, Sink sink) {
+    if (count == 0 || bits == 0)
+        return;
+    if (bits == 7)
+        unpack_run<7>(world, count, bits, sink);
+    else
+        unpack_run<0>(world, count, bits, sink);
 }
 
 // ---------------------------------------------------------------------------
@@ -215,7 +226,7 @@ uint32_t collect_in_place(KelGlobal *world, Unit *out, LengthBounds bounds, uint
     uint32_t total = 0;
     uint32_t previous = 0;
     do {
-        const uint32_t n = _kel_pdec_length(world, bounds.lb, bounds.ub, &last);
+        const uint32_t n = read_length(world, bounds.lb, bounds.ub, &last);
         if (n == 0)
             continue;
         check_grouping(world, previous, n, last);
@@ -247,17 +258,15 @@ unsigned char *final_block(KelGlobal *world, uint32_t header, uint64_t units) {
 // nodes on the temporary stack and are copied in front of it.  A total of 0
 // takes no block unless `alwaysBlock`.  No piece is taken before the input
 // holds the `unitBits` bits a character of what it announces.  Returns the
-// block, or null.
+// block, or null.  `n` and `last` are the first determinant, already read.
 template <class Unit, class Read>
-unsigned char *collect_allocated(KelGlobal *world, LengthBounds bounds, uint32_t header,
-                                 uint32_t extra, bool alwaysBlock, bool timeString, uint32_t unitBits,
-                                 uint32_t *count, Read read) {
+unsigned char *collect_fragments(KelGlobal *world, LengthBounds bounds, uint32_t header, uint32_t extra,
+                                 bool alwaysBlock, bool timeString, uint32_t unitBits, uint32_t *count,
+                                 uint32_t n, uint8_t last, Read read) {
     FragmentNode *first = nullptr;
     FragmentNode *tail = nullptr;
     uint32_t total = 0;
-    uint8_t last = 0;
     for (;;) {
-        const uint32_t n = _kel_pdec_length(world, bounds.lb, bounds.ub, &last);
         check_grouping(world, tail ? tail->size : 0, n, last);
         if (n > 0xFFFFFFFFu - total)
             fail(world, kMsgOutOfMemory, 0xFFFFFFFFu);
@@ -279,23 +288,44 @@ unsigned char *collect_allocated(KelGlobal *world, LengthBounds bounds, uint32_t
             *count = all;
             return block;
         }
-        if (n == 0)
-            continue;
-        if (timeString)
-            fail(world, kMsgTimeFragments);
-        auto *node = static_cast<FragmentNode *>(_kel_dec_gettempmem(world, sizeof(FragmentNode)));
-        node->next = nullptr;
-        node->previous = tail;
-        node->size = n;
-        node->data = static_cast<unsigned char *>(_kel_dec_gettempmem(world, n * sizeof(Unit)));
-        if (tail)
-            tail->next = node;
-        else
-            first = node;
-        tail = node;
-        read(reinterpret_cast<Unit *>(node->data), n);
-        total += n;
+        if (n != 0) {
+            if (timeString)
+                fail(world, kMsgTimeFragments);
+            auto *node = static_cast<FragmentNode *>(_kel_dec_gettempmem(world, sizeof(FragmentNode)));
+            node->next = nullptr;
+            node->previous = tail;
+            node->size = n;
+            node->data = static_cast<unsigned char *>(_kel_dec_gettempmem(world, n * sizeof(Unit)));
+            if (tail)
+                tail->next = node;
+            else
+                first = node;
+            tail = node;
+            read(reinterpret_cast<Unit *>(node->data), n);
+            total += n;
+        }
+        n = read_length(world, bounds.lb, bounds.ub, &last);
     }
+}
+
+// collect_fragments with the usual case in line: a single determinant, whose
+// characters go straight into the block.
+template <class Unit, class Read>
+[[gnu::always_inline]] inline unsigned char *
+collect_allocated(KelGlobal *world, LengthBounds bounds, uint32_t header, uint32_t extra, bool alwaysBlock,
+                  bool timeString, uint32_t unitBits, uint32_t *count, Read read) {
+    uint8_t last = 0;
+    const uint32_t n = read_length(world, bounds.lb, bounds.ub, &last);
+    if (!last) [[unlikely]]
+        return collect_fragments<Unit>(world, bounds, header, extra, alwaysBlock, timeString, unitBits, count, n,
+                                       last, read);
+    need_bits(world, uint64_t{n} * unitBits);
+    *count = n;
+    if (n == 0 && !alwaysBlock)
+        return nullptr;
+    unsigned char *block = final_block<Unit>(world, header, uint64_t{n} + extra);
+    read(reinterpret_cast<Unit *>(block + header), n);
+    return block;
 }
 
 } // namespace kel::per::strings

@@ -24,7 +24,7 @@ struct KnownForm {
     const KelPerAlphabet *alphabet;
 };
 
-KnownForm known_form(const KelGlobal *world, const KelPerString *desc) {
+[[gnu::always_inline]] inline KnownForm known_form(const KelGlobal *world, const KelPerString *desc) {
     const CharForm f = char_form(world, desc->flags);
     return {f.bits, f.own, static_cast<const KelPerAlphabet *>(desc->alphabet)};
 }
@@ -42,11 +42,17 @@ void write_chars(KelGlobal *world, const unsigned char *chars, uint32_t count, c
     }
 }
 
-void read_chars(KelGlobal *world, unsigned char *out, uint32_t count, const KnownForm &form) {
+// Reads `count` characters into `out`.  Octets move in one copy and 7-bit
+// codes, the unaligned form of the usual strings, unpack in line, eight from
+// one load.
+[[gnu::always_inline]] inline void read_chars(KelGlobal *world, unsigned char *out, uint32_t count,
+                                              const KnownForm &form) {
     if (form.bits == 8)
-        _kel_get_bits(world, out, count * 8, 0);
+        read_bits(world, out, count * 8);
     else if (form.alphabet && !form.own)
         _kel_pdec_kmstr_pa(world, out, count, form.bits, form.alphabet);
+    else if (form.bits == 7)
+        unpack_run<7>(world, count, 7, [out](uint32_t i, uint32_t code) { out[i] = static_cast<unsigned char>(code); });
     else if (form.bits == 0)
         std::memset(out, 0, count);
     else
@@ -61,7 +67,7 @@ struct KnownSetup {
     bool timeString;
 };
 
-KnownSetup known_setup(KelGlobal *world, const KelPerString *desc, bool honourTime) {
+[[gnu::always_inline]] inline KnownSetup known_setup(KelGlobal *world, const KelPerString *desc, bool honourTime) {
     KnownSetup s{known_form(world, desc), false, false};
     if (desc->flags & KEL_PER_SIZE_EXTENSIBLE) {
         s.extended = get_bits(world, 1) != 0;
@@ -83,7 +89,7 @@ void read_fixed(KelGlobal *world, unsigned char *out, const KelPerString *desc, 
 }
 
 // Reads the string in place into `out`, at most `limit` characters.
-uint32_t decode_in_place(KelGlobal *world, unsigned char *out, const KelPerString *desc,
+[[gnu::always_inline]] inline uint32_t decode_in_place(KelGlobal *world, unsigned char *out, const KelPerString *desc,
                          const KnownSetup &s, uint32_t limit, int overMessage) {
     if (fixed_size(desc, s.extended)) {
         if (desc->ub > limit)
@@ -93,7 +99,7 @@ uint32_t decode_in_place(KelGlobal *world, unsigned char *out, const KelPerStrin
     }
     const bool align = align_after_length(desc, s.form.bits, s.extended);
     return collect_in_place(world, out, loop_bounds(desc, s.extended), limit, overMessage, s.timeString,
-                            [&](unsigned char *dest, uint32_t n) {
+                            [&](unsigned char *dest, uint32_t n) __attribute__((always_inline)) {
                                 if (align)
                                     align_reader(world);
                                 read_chars(world, dest, n, s.form);
@@ -102,7 +108,7 @@ uint32_t decode_in_place(KelGlobal *world, unsigned char *out, const KelPerStrin
 
 // Reads the string into a block of decoder memory (header, characters,
 // `extra` octets of room); *count takes the length.
-unsigned char *decode_allocated(KelGlobal *world, const KelPerString *desc, const KnownSetup &s,
+[[gnu::always_inline]] inline unsigned char *decode_allocated(KelGlobal *world, const KelPerString *desc, const KnownSetup &s,
                                 uint32_t header, uint32_t extra, bool alwaysBlock, uint32_t *count) {
     if (fixed_size(desc, s.extended)) {
         need_bits(world, uint64_t{desc->ub} * s.form.bits);
@@ -113,7 +119,7 @@ unsigned char *decode_allocated(KelGlobal *world, const KelPerString *desc, cons
     }
     const bool align = align_after_length(desc, s.form.bits, s.extended);
     return collect_allocated<unsigned char>(world, loop_bounds(desc, s.extended), header, extra, alwaysBlock,
-                                            s.timeString, s.form.bits, count, [&](unsigned char *dest, uint32_t n) {
+                                            s.timeString, s.form.bits, count, [&](unsigned char *dest, uint32_t n) __attribute__((always_inline)) {
                                                 if (n == 0)
                                                     return;
                                                 if (align)

@@ -73,7 +73,8 @@ inline void get_field(KelGlobal *world, unsigned char *out, uint32_t bits) {
             out[1] = static_cast<unsigned char>(word);
         return;
     }
-    _kel_get_bits(world, out, bits, 1);
+    align_reader(world);
+    read_bits(world, out, bits);
 }
 
 // ---------------------------------------------------------------------------
@@ -122,7 +123,7 @@ uint32_t get_into(KelGlobal *world, unsigned char *out, uint32_t lb, uint32_t ub
     uint32_t previous = 0;
     uint8_t last = 0;
     for (;;) {
-        const uint32_t length = _kel_pdec_length(world, lb, ub, &last);
+        const uint32_t length = read_length(world, lb, ub, &last);
         check_grouping(world, previous, length, last);
         if (total + length > capacity)
             fail(world, message, static_cast<uint32_t>(total + length));
@@ -165,7 +166,7 @@ template <uint32_t Unit> uint32_t measure(KelGlobal *world, uint32_t first) {
     uint32_t previous = first;
     uint8_t last = 0;
     do {
-        const uint32_t length = _kel_pdec_length(world, 1, 0, &last);
+        const uint32_t length = read_length(world, 1, 0, &last);
         check_grouping(world, previous, length, last);
         _kel_skip_bits(world, length * Unit, 1);
         total += length;
@@ -198,7 +199,7 @@ void reread(KelGlobal *world, const ReadMark &mark, unsigned char *out, uint32_t
     uint32_t done = 0;
     uint8_t last = 0;
     do {
-        const uint32_t length = _kel_pdec_length(world, lb, ub, &last);
+        const uint32_t length = read_length(world, lb, ub, &last);
         done += read_kept<Unit>(world, out + unit_index<Unit>(done), length, keep - done);
     } while (!last);
 }
@@ -251,7 +252,7 @@ template <uint32_t Unit> Fetched fetch(KelGlobal *world, const FetchPlan &plan) 
     }
     const ReadMark mark = read_mark(world);
     uint8_t last = 0;
-    total = _kel_pdec_length(world, plan.lb, plan.ub, &last);
+    total = read_length(world, plan.lb, plan.ub, &last);
     const bool single = last != 0;
     if (!single)
         total = measure<Unit>(world, total);

@@ -85,12 +85,14 @@ template <class U> inline U write_small_length(KelGlobal *world, U n) {
 
 // The unconstrained form; the aligned variant steps over the padding unseen.
 inline uint32_t read_unconstrained(KelGlobal *world, uint8_t *last) {
-    align_reader(world);
-    const uint32_t b = static_cast<uint32_t>(get_bits(world, 8));
-    if (!(b & 0x80)) {
-        *last = 1;
-        return b;
-    }
+    return read_length(world, 0, 0, last);
+}
+
+} // namespace
+
+namespace kel::per {
+
+uint32_t read_long_length(KelGlobal *world, uint32_t b, uint8_t *last) {
     if (b & 0x40) {
         // Only the low three bits count: 0xC5..0xC7 pass as 5..7 units.
         const uint32_t m = b & 7;
@@ -110,7 +112,7 @@ inline uint32_t read_unconstrained(KelGlobal *world, uint8_t *last) {
     return value;
 }
 
-} // namespace
+} // namespace kel::per
 
 extern "C" {
 
@@ -144,26 +146,7 @@ uint64_t _kel_penc_small_len(KelGlobal *world, uint64_t n) { return write_small_
 uint32_t _kel_penc_small_len_l(KelGlobal *world, uint32_t n) { return write_small_length(world, n); }
 
 uint32_t _kel_pdec_length(KelGlobal *world, uint32_t lb, uint32_t ub, uint8_t *last) {
-    if (ub == 0 || ub >= 65536)
-        return read_unconstrained(world, last);
-    const uint32_t span = ub - lb;
-    *last = 1;
-    if (span == 0)
-        return lb;
-    uint32_t width;
-    if (span < 255) {
-        width = _kel_log2table[span + 1];
-    } else if (span == 255) {
-        align_reader(world);
-        width = 8;
-    } else if (world->aligned) {
-        align_reader(world);
-        width = 16;
-    } else {
-        // lb above ub makes a wide span; the field never has more than 16 bits.
-        width = std::min<uint32_t>(static_cast<uint32_t>(std::bit_width(span)), 16);
-    }
-    return static_cast<uint32_t>(get_bits(world, width)) + lb;
+    return read_length(world, lb, ub, last);
 }
 
 uint32_t _kel_pdec_small_len(KelGlobal *world) {

@@ -23,7 +23,7 @@ inline uint32_t read_count(KelGlobal *world, U lb, U ub, uint8_t extended, uint8
     uint32_t upper = static_cast<uint32_t>(ub);
     if (extended || ub > UINT32_MAX)
         upper = 0;
-    return _kel_pdec_length(world, static_cast<uint32_t>(lb), upper, last);
+    return read_length(world, static_cast<uint32_t>(lb), upper, last);
 }
 
 // Octets of `items` elements plus a header, failing on what no allocator
@@ -97,7 +97,7 @@ void _kel_pdec_asof(KelGlobal *world, void *countField, uint32_t countWidth, uin
 
 uint32_t _kel_pdec_asof_ptr_ia(KelGlobal *world, void **block, uint32_t countWidth,
                                uint32_t elementSize, uint32_t headerBytes, uint8_t *last) {
-    const uint32_t n = _kel_pdec_length(world, 0, 0, last);
+    const uint32_t n = read_length(world, 0, 0, last);
     const uint64_t old = *block ? _kel_get_uint(*block, countWidth) : 0;
     const uint64_t total = old + n;
     check_count_width(world, total, countWidth);

@@ -10,6 +10,7 @@
 // touch it: inRemaining counts the octets left, the partly read one included.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -118,40 +119,90 @@ inline void align_reader(KelGlobal *world) {
     }
 }
 
-// Fails unless `n` more bits are in the input.
+// Fails unless `n` more bits are in the input.  A negative inRemaining
+// (nothing left) fails too: the product is signed.
 inline void need_bits(KelGlobal *world, uint64_t n) {
-    const uint64_t end = static_cast<uint64_t>(world->bitOffset) + n;
-    if (world->inRemaining < 0 || static_cast<uint64_t>(world->inRemaining) * 8 < end)
+    const int64_t have = static_cast<int64_t>(world->inRemaining) * 8 - world->bitOffset;
+    if (have < 0 || static_cast<uint64_t>(have) < n)
         end_of_input(world);
 }
 
-// Takes the next `n` (0..64) bits as a number.  With nine octets of input
-// left this is one load, a shift and at most one merge.
-inline uint64_t get_bits(KelGlobal *world, uint32_t n) {
-    if (n == 0)
-        return 0;
-    need_bits(world, n);
-    const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
-    const unsigned char *p = world->inPos;
-    uint64_t word;
-    uint8_t ninth;
-    if (world->inRemaining >= 9) [[likely]] {
-        word = bits::load_be64(p);
-        ninth = p[8];
-    } else {
-        unsigned char octets[9] = {};
-        std::memcpy(octets, p, static_cast<size_t>(world->inRemaining));
-        word = bits::load_be64(octets);
-        ninth = octets[8];
+// get_bits for fields beyond one 64-bit load or near the end of the input.
+uint64_t get_bits_slow(KelGlobal *world, uint32_t n);
+
+// Takes the next `n` (0..64) bits as a number.  A field of up to 57 bits with
+// eight octets of input left is one load and two shifts: the load holds the
+// field at any offset, and eight octets are more than the field needs, so the
+// input test is the test for the load.
+[[gnu::always_inline]] inline uint64_t get_bits(KelGlobal *world, uint32_t n) {
+    if (n <= 57 && world->inRemaining >= 8) [[likely]] {
+        const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
+        const uint64_t word = bits::load_be64(world->inPos) << offset;
+        const uint32_t end = offset + n;
+        world->inPos += end >> 3;
+        world->inRemaining -= static_cast<int32_t>(end >> 3);
+        world->bitOffset = static_cast<int32_t>(end & 7);
+        return word >> (63 - n) >> 1; // n 0 gives 0
     }
-    word <<= offset;
-    if (offset)
-        word |= static_cast<uint64_t>(ninth) >> (8 - offset);
-    const uint32_t end = offset + n;
+    return get_bits_slow(world, n);
+}
+
+// Reads `count` bits into `dest`, high bit first, after testing that they
+// are there; the unused low bits of the last octet come out zero.  The
+// stream's _kel_get_bits without the call and the padding.
+inline void read_bits(KelGlobal *world, unsigned char *dest, uint32_t count) {
+    if (count == 0)
+        return;
+    need_bits(world, count);
+    const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
+    const unsigned char *src = world->inPos;
+    if (offset == 0)
+        bits::copy_aligned(dest, src, count);
+    else
+        bits::copy_shift_left(dest, src, offset, count);
+    const uint64_t end = uint64_t{offset} + count;
     world->inPos += end >> 3;
     world->inRemaining -= static_cast<int32_t>(end >> 3);
     world->bitOffset = static_cast<int32_t>(end & 7);
-    return n == 64 ? word : word >> (64 - n);
+}
+
+// The rest of an unconstrained length determinant whose first octet `b` has
+// its high bit set: the second octet of a length up to 16383, or the count of
+// a fragment octet.
+uint32_t read_long_length(KelGlobal *world, uint32_t b, uint8_t *last);
+
+// Reads a length determinant with the bounds lb, ub: the unconstrained form
+// (aligned in aligned PER) when ub is 0 or 64K and more, else the
+// constrained field of the range, which needs no bits for lb = ub.  *last
+// goes to 0 when a further determinant follows the items.
+[[gnu::always_inline]] inline uint32_t read_length(KelGlobal *world, uint32_t lb, uint32_t ub, uint8_t *last) {
+    if (ub == 0 || ub >= 65536) {
+        align_reader(world);
+        const uint32_t b = static_cast<uint32_t>(get_bits(world, 8));
+        if (b < 128) [[likely]] {
+            *last = 1;
+            return b;
+        }
+        return read_long_length(world, b, last);
+    }
+    const uint32_t span = ub - lb;
+    *last = 1;
+    if (span == 0)
+        return lb;
+    uint32_t width;
+    if (span < 255) {
+        width = static_cast<uint32_t>(std::bit_width(span));
+    } else if (span == 255) {
+        align_reader(world);
+        width = 8;
+    } else if (world->aligned) {
+        align_reader(world);
+        width = 16;
+    } else {
+        // lb above ub makes a wide span; the field never has more than 16 bits.
+        width = std::min<uint32_t>(static_cast<uint32_t>(std::bit_width(span)), 16);
+    }
+    return static_cast<uint32_t>(get_bits(world, width)) + lb;
 }
 
 // The reader's three cursors, to walk the same determinants twice or to come
