@@ -13,13 +13,7 @@ namespace {
 using kel_test::Octets;
 using kel_test::OerBody;
 
-struct OerStrings : kel_test::OerFixture {
-    // Decodes under `rules`; the message number when it fails, "" when not.
-    std::string outcome(const Octets &input, uint32_t rules, const OerBody &body, uint32_t flags = 0) {
-        const int rc = decoded(input, rules, body, flags);
-        return rc ? std::string(kelGetErrMsg(world) + 1, 5) : std::string();
-    }
-};
+using OerStrings = kel_test::OerFixture;
 
 TEST_F(OerStrings, BitStringEncoders) {
     static const unsigned char ones[128] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -71,6 +72,12 @@ struct OerFixture : ::testing::Test {
         world->inPos = const_cast<uint8_t *>(input.data());
         world->inRemaining = static_cast<int32_t>(input.size());
         return in_frame(world, kel::kPhaseDecoder, [&] { body(world); });
+    }
+
+    // Decodes under `rules`: the message number when it fails, "" when not.
+    std::string outcome(const Octets &input, uint32_t rules, const OerBody &body, uint32_t flags = 0) {
+        const int rc = decoded(input, rules, body, flags);
+        return rc ? std::string(kelGetErrMsg(world) + 1, 5) : std::string();
     }
 
     // The message, behind its phase letter, starts with `number`.
