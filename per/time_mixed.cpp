@@ -185,7 +185,7 @@ struct FormReader {
     }
     void digit_count(Shape &shape) {
         shape.digits = _kel_pdec_semicon_uint_l(world, 1);
-        if (shape.digits > kFractionDigitsMax) [[unlikely]]
+        if (shape.digits == 0 || shape.digits > kFractionDigitsMax) [[unlikely]]
             out_of_range(world);
     }
     void date_form(Shape &shape) {
