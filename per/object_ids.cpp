@@ -220,9 +220,12 @@ template <class Arc> void decode_array_ptr(KelGlobal *world, void **field, uint3
     *field = block;
 }
 
-// Arcs in contents whose subidentifiers end within them: one for each octet
-// with a clear top bit, and one more for the first subidentifier.
-uint32_t arcs_in(const unsigned char *p, uint32_t n) {
+// Arcs in contents: one for each octet with a clear top bit, and one more
+// for the first subidentifier.  Contents that end inside a subidentifier
+// are 0037E.
+uint32_t arcs_in(KelGlobal *world, const unsigned char *p, uint32_t n) {
+    if (p[n - 1] & 0x80)
+        fail(world, kMsgMisencoded);
     uint32_t ends = 0;
     for (uint32_t i = 0; i < n; ++i)
         ends += (p[i] & 0x80) == 0;
@@ -236,7 +239,7 @@ template <class Arc> void decode_unbounded(KelGlobal *world, Arc **field, uint16
     if (length == 0)
         return;
     with_contents(world, length, [&](const unsigned char *p) {
-        const uint32_t room = arcs_in(p, length);
+        const uint32_t room = arcs_in(world, p, length);
         Arc *arcs = static_cast<Arc *>(_kel_dec_getmem(world, static_cast<int32_t>(room * sizeof(Arc))));
         *field = arcs;
         *countField = static_cast<uint16_t>(

@@ -1,7 +1,8 @@
 /*
  * per_walker.c - the PER walker's simple types (BOOLEAN, NULL, INTEGER,
- * ENUMERATED, bit, octet and character strings) in aligned and unaligned
- * PER, both directions, each through the primitive a compiler picks for its
+ * ENUMERATED, bit, octet and character strings, OBJECT IDENTIFIER,
+ * RELATIVE-OID, REAL and the useful times) in aligned and unaligned PER,
+ * both directions, each through the primitive a compiler picks for its
  * constraint and memory form.  per_walker_struct.c walks the structures.
  *
  * Integers: a constrained range is a whole number in the range's bits (or
@@ -15,6 +16,11 @@
  * octets, BMPString and UniversalString as 16- and 32-bit characters.  Bit
  * and octet strings with an extensible size constraint take their extension
  * bit here; character strings leave it to the primitive.
+ *
+ * Object identifiers are kept encoded or as 32-bit arcs, REAL as a double
+ * or a KelMixedReal.  A time held as text is a VisibleString of no size
+ * constraint, flagged as a time string; a KelTimeStruct has primitives of
+ * its own.
  */
 #include <string.h>
 
@@ -187,6 +193,11 @@ int kel_per_knows_simple(const KelTypeDesc *type)
     case KEL_KIND_ENUMERATED: return type->per && type->per->root;
     case KEL_KIND_CHAR_STRING: return type->form == KEL_FORM_UTF8 || kel_per_size_of(type) != NULL ||
                                       universal_number(type) == 12;
+    case KEL_KIND_OID:
+    case KEL_KIND_RELATIVE_OID:
+    case KEL_KIND_REAL:
+    case KEL_KIND_UTC_TIME:
+    case KEL_KIND_GENERALIZED_TIME: return 1;
     default: return 0;
     }
 }
@@ -535,6 +546,76 @@ static void decode_octets(KelGlobal *world, const KelTypeDesc *type, unsigned ch
 }
 
 /* ------------------------------------------------------------------------ */
+/* Object identifiers, REAL and the useful times                             */
+/* ------------------------------------------------------------------------ */
+
+/* GeneralizedTime and UTCTime held as text. */
+static const KelPerString timeString = { NULL, 1, 0, 0, KEL_PER_STRING_FLAGS(8, 1, 7, 1) | KEL_PER_TIME_STRING };
+
+static void encode_other(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
+{
+    const KelOidEncoded *encoded = (const KelOidEncoded *)(const void *)field;
+    const KelOidUnbounded *arcs = (const KelOidUnbounded *)(const void *)field;
+    const KelMixedReal *mixed = (const KelMixedReal *)(const void *)field;
+    const unsigned char *const *text = (const unsigned char *const *)(const void *)field;
+
+    switch (type->kind) {
+    case KEL_KIND_OID:
+        if (type->form == KEL_FORM_OID_ARCS)
+            _kel_penc_objidi(world, arcs->value, arcs->count);
+        else
+            _kel_penc_eobjid_ia(world, encoded->value, encoded->length, 0);
+        return;
+    case KEL_KIND_RELATIVE_OID: _kel_penc_ereloid_ia(world, encoded->value, encoded->length, 0); return;
+    case KEL_KIND_REAL:
+        if (type->form == KEL_FORM_REAL_MIXED)
+            _kel_penc_mreal_ia(world, mixed->kind, &mixed->u);
+        else
+            _kel_penc_real(world, *(const double *)(const void *)field);
+        return;
+    default: /* the times */
+        if (type->form == KEL_FORM_TIME_TEXT)
+            _kel_penc_kmstr(world, *text, (uint32_t)strlen((const char *)*text), &timeString, 0);
+        else if (type->kind == KEL_KIND_UTC_TIME)
+            _kel_penc_utime(world, (const KelTimeStruct *)(const void *)field);
+        else
+            _kel_penc_gtime(world, (const KelTimeStruct *)(const void *)field);
+        return;
+    }
+}
+
+static void decode_other(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
+{
+    KelOidEncoded *encoded = (KelOidEncoded *)(void *)field;
+    KelOidUnbounded *arcs = (KelOidUnbounded *)(void *)field;
+    KelMixedReal *mixed = (KelMixedReal *)(void *)field;
+
+    switch (type->kind) {
+    case KEL_KIND_OID:
+        if (type->form == KEL_FORM_OID_ARCS)
+            _kel_pdec_uobjidi(world, &arcs->value, &arcs->count);
+        else
+            encoded->length = _kel_pdec_eobjid_ia(world, &encoded->value, -1);
+        return;
+    case KEL_KIND_RELATIVE_OID: encoded->length = _kel_pdec_ereloid_ia(world, &encoded->value, -1); return;
+    case KEL_KIND_REAL:
+        if (type->form == KEL_FORM_REAL_MIXED)
+            mixed->kind = (int32_t)_kel_pdec_mreal_ia(world, &mixed->u);
+        else
+            *(double *)(void *)field = _kel_pdec_real(world);
+        return;
+    default: /* the times */
+        if (type->form == KEL_FORM_TIME_TEXT)
+            _kel_pdec_ntp_kmstr(world, (unsigned char **)(void *)field, &timeString);
+        else if (type->kind == KEL_KIND_UTC_TIME)
+            _kel_pdec_utime(world, (KelTimeStruct *)(void *)field);
+        else
+            _kel_pdec_gtime(world, (KelTimeStruct *)(void *)field);
+        return;
+    }
+}
+
+/* ------------------------------------------------------------------------ */
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
@@ -548,6 +629,11 @@ void kel_per_encode_simple(KelGlobal *world, const KelTypeDesc *type, const unsi
     case KEL_KIND_BIT_STRING: encode_bits(world, type, field); return;
     case KEL_KIND_OCTET_STRING: encode_octets(world, type, field); return;
     case KEL_KIND_CHAR_STRING: encode_chars(world, type, field); return;
+    case KEL_KIND_OID:
+    case KEL_KIND_RELATIVE_OID:
+    case KEL_KIND_REAL:
+    case KEL_KIND_UTC_TIME:
+    case KEL_KIND_GENERALIZED_TIME: encode_other(world, type, field); return;
     default: _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
     }
 }
@@ -562,6 +648,11 @@ void kel_per_decode_simple(KelGlobal *world, const KelTypeDesc *type, unsigned c
     case KEL_KIND_BIT_STRING: decode_bits(world, type, field); return;
     case KEL_KIND_OCTET_STRING: decode_octets(world, type, field); return;
     case KEL_KIND_CHAR_STRING: decode_chars(world, type, field); return;
+    case KEL_KIND_OID:
+    case KEL_KIND_RELATIVE_OID:
+    case KEL_KIND_REAL:
+    case KEL_KIND_UTC_TIME:
+    case KEL_KIND_GENERALIZED_TIME: decode_other(world, type, field); return;
     default: _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
     }
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -47,6 +48,8 @@ constexpr Rule kRules[] = {
     {"cer", KEL_CER, true},
     {"per", KEL_PER_ALIGNED, true},
     {"uper", KEL_PER_UNALIGNED, true},
+    {"oer", KEL_OER, true},
+    {"coer", KEL_COER, true},
 };
 const std::set<std::string> kCorpusRules = {"ber", "der", "cer", "per", "uper",
                                             "oer", "coer", "xer", "cxer", "jer"};
@@ -59,12 +62,15 @@ const Rule *find_rule(const std::string &name) {
 }
 
 bool is_per(const Rule &rule) { return rule.number == KEL_PER_ALIGNED || rule.number == KEL_PER_UNALIGNED; }
+bool is_oer(const Rule &rule) { return rule.number == KEL_OER || rule.number == KEL_COER; }
 
 // Whether the code file has the entries of the rule's family, and the
 // family's walker knows the type.
 bool supports(const KelCodeFile *file, const Rule &rule, const KelTypeDesc *type) {
     if (is_per(rule))
         return file->control.perEncode && file->control.perDecode && kel_per_knows(type);
+    if (is_oer(rule))
+        return kel_oer_knows(type);
     return file->control.berEncode && file->control.berDecode;
 }
 
@@ -104,6 +110,11 @@ class Pieces {
         std::memcpy(piece, units.data(), units.size() * sizeof(T));
         return piece;
     }
+
+    // A time whose memory form writes its text otherwise than the case
+    // does (a KelTimeStruct keeps no trailing zeros, no missing seconds):
+    // rules that carry the text as it stands can only check the decoding.
+    bool timeRewritten = false;
 
   private:
     std::deque<std::vector<uint64_t>> pieces_;
@@ -567,7 +578,15 @@ double real_value(const KelTypeDesc *type, const uint8_t *field) {
         return real.u.value;
     }
     std::memcpy(&real, field, sizeof real);
-    return real.kind ? std::strtod(real.u.text, nullptr) : real.u.value;
+    if (!real.kind)
+        return real.u.value;
+    // Text names the special values; infinity is held as the largest double.
+    const std::string text = real.u.text;
+    if (text == "PLUS_INFINITY" || text == "MINUS_INFINITY")
+        return text[0] == 'M' ? -DBL_MAX : DBL_MAX;
+    if (text == "NOT_A_NUMBER")
+        return NAN;
+    return std::strtod(real.u.text, nullptr);
 }
 
 // GeneralizedTime or UTCTime text into a KelTimeStruct; false where the
@@ -623,6 +642,26 @@ bool times_equal(const KelTimeStruct &a, const KelTimeStruct &b) {
            a.mindiff == b.mindiff && a.utc == b.utc;
 }
 
+// The text a KelTimeStruct stands for: all fields to the second, a fraction
+// without trailing zeros, and the zone ('Z' for a UTCTime without offset).
+std::string time_text(const KelTimeStruct &t, bool utc) {
+    char text[48];
+    int n = utc ? std::snprintf(text, sizeof text, "%02d", t.year % 100) : std::snprintf(text, sizeof text, "%04d", t.year);
+    n += std::snprintf(text + n, sizeof text - n, "%02d%02d%02d%02d%02d", t.month, t.day, t.hour, t.minute, t.second);
+    if (!utc && t.millisec) {
+        n += std::snprintf(text + n, sizeof text - n, ".%03d", t.millisec);
+        while (text[n - 1] == '0')
+            text[--n] = 0;
+    }
+    if (t.utc || (utc && t.mindiff == 0))
+        return std::string(text) + "Z";
+    if (t.mindiff == 0)
+        return text;
+    const int minutes = t.mindiff < 0 ? -t.mindiff : t.mindiff;
+    std::snprintf(text + n, sizeof text - n, "%c%02d%02d", t.mindiff < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    return text;
+}
+
 bool build_time(const KelTypeDesc *type, const Json &json, uint8_t *field, Pieces &pieces) {
     if (!json.is_string())
         return false;
@@ -632,8 +671,10 @@ bool build_time(const KelTypeDesc *type, const Json &json, uint8_t *field, Piece
         return true;
     }
     KelTimeStruct t;
-    if (!parse_time(text, type->kind == KEL_KIND_UTC_TIME, t))
+    const bool utc = type->kind == KEL_KIND_UTC_TIME;
+    if (!parse_time(text, utc, t))
         return false;
+    pieces.timeRewritten |= time_text(t, utc) != text;
     std::memcpy(field, &t, sizeof t);
     return true;
 }
@@ -821,8 +862,10 @@ bool fields_equal(const KelTypeDesc *type, const uint8_t *a, const uint8_t *b) {
         }
         return key_equals(type, a, b);
     }
-    case KEL_KIND_REAL:
-        return real_value(type, a) == real_value(type, b);
+    case KEL_KIND_REAL: {
+        const double x = real_value(type, a), y = real_value(type, b);
+        return x == y || (std::isnan(x) && std::isnan(y));
+    }
     case KEL_KIND_UTC_TIME:
     case KEL_KIND_GENERALIZED_TIME: {
         if (type->form == KEL_FORM_TIME_TEXT)
@@ -1042,6 +1085,9 @@ class Runner {
          "named-bit BIT STRING keeps trailing 0 bits, which CER drops (X.690 11.2.2)", false},
         {"TypesZoo", "real-minus-zero", "der", "REAL minus zero written as 0; it is the octet 43 (X.690 8.5.3)", true},
         {"TypesZoo", "real-minus-zero", "cer", "REAL minus zero written as 0; it is the octet 43 (X.690 8.5.3)", true},
+        {"TypesZoo", "real-minus-zero", "uper",
+         "REAL minus zero written as an empty contents; PER carries the X.690 contents, the octet 43 "
+         "(X.691 15, X.690 8.5.3)", true},
         {"TypesZoo", "gen-local", "der",
          "a local GeneralizedTime given a Z: another value; DER can't carry a local time (X.690 11.7.1)", false},
         {"TypesZoo", "gen-offset", "der",
@@ -1085,13 +1131,19 @@ class Runner {
                 continue;
             }
             const Disagreement *wrong = disagreement(c, name);
+            const bool rewritten = is_per(*rule) && pieces.timeRewritten;
             std::string failure = wrong && !wrong->decodes
                                       ? ""
                                       : Check(world, pdu, type, expected.data())
-                                            .run(*rule, from_hex(encoding.get<std::string>()), wrong != nullptr);
+                                            .run(*rule, from_hex(encoding.get<std::string>()), wrong || rewritten);
             if (wrong && failure.empty()) {
                 std::fprintf(stderr, "%s %s: skipped, the vector is wrong: %s%s\n", label.c_str(), name.c_str(),
                              wrong->reason, wrong->decodes ? " (its decoding checked)" : "");
+                totals_.skipped++;
+                byRule_[name].skipped++;
+            } else if (rewritten && failure.empty()) {
+                std::fprintf(stderr, "%s %s: skipped, the memory form writes the time otherwise than the case; "
+                             "PER carries the text as it stands (its decoding checked)\n", label.c_str(), name.c_str());
                 totals_.skipped++;
                 byRule_[name].skipped++;
             } else if (failure.empty()) {
