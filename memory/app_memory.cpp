@@ -10,8 +10,10 @@
 
 extern "C" {
 
+// The default memory functions are inlined here: code files free every
+// piece of a decoded value through these entries.
 void *kelGetMemory(KelGlobal *world, size_t size) {
-    return world && world->getMem ? world->getMem(world, size) : nullptr;
+    return world && world->getMem ? kel_get_mem(world, size) : nullptr;
 }
 
 void *kelGetInitializedMemory(KelGlobal *world, size_t size) {
@@ -23,18 +25,16 @@ void *kelGetInitializedMemory(KelGlobal *world, size_t size) {
 
 void kelFreeMemory(KelGlobal *world, void *p) {
     if (world && world->freeMem)
-        world->freeMem(world, p);
+        kel_free_mem(world, p);
 }
 
 void *kelMalloc(KelGlobal *world, size_t size) {
-    KelGetMem getMem = world ? world->getMem : nullptr;
-    return getMem ? getMem(world, size) : nullptr;
+    return world && world->getMem ? kel_get_mem(world, size) : nullptr;
 }
 
 void kelFree(KelGlobal *world, void *p) {
-    KelFreeMem freeMem = world ? world->freeMem : nullptr;
-    if (freeMem)
-        freeMem(world, p);
+    if (world && world->freeMem)
+        kel_free_mem(world, p);
 }
 
 void *kelRealloc(KelGlobal *world, void *p, size_t size) {
@@ -44,7 +44,7 @@ void *kelRealloc(KelGlobal *world, void *p, size_t size) {
 
 void kelFreeBuf(KelGlobal *world, void *p) {
     if (world && world->freeMem)
-        world->freeMem(world, p);
+        kel_free_mem(world, p);
     else
         std::free(p);
 }

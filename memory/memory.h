@@ -4,8 +4,11 @@
 // buffer, and the release helpers that the drivers' clean-up paths call.
 #pragma once
 
+#include <malloc.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #include "internal.h"
 
@@ -20,6 +23,100 @@ void *kel_default_reallocmem(KelGlobal *world, void *p, size_t size);
 // when that memory is lacking); closing gives back the cache and its blocks.
 void kel_open_piece_cache(KelGlobal *world);
 void kel_close_piece_cache(KelWorldExt *ext);
+
+namespace kel::pieces {
+
+// Class c keeps freed blocks with room for capacity(c) octets, a free list
+// threaded through the blocks' first words.  The steps of 16 with 8 over
+// match the C library's usable sizes on 64-bit hosts (24, 40, 56, ...), so
+// a block that the cache allocated for class c comes back to class c.
+constexpr size_t kClasses = 128;
+constexpr size_t capacity(size_t c) { return c * 16 + 8; }
+constexpr size_t kLargest = capacity(kClasses);
+// Octets that a world keeps in its lists at most.
+constexpr size_t kBudget = 256 * 1024;
+
+// The class that serves a request of 1 to kLargest octets.
+constexpr size_t class_for_request(size_t size) {
+    size_t c = (size + 7) >> 4;
+    return c + (c == 0);
+}
+
+// The largest class that a block of `usable` octets can serve: 0 or beyond
+// kClasses for blocks that the lists don't keep.
+constexpr size_t class_of_block(size_t usable) { return (usable - 8) >> 4; }
+
+static_assert(capacity(class_for_request(kLargest)) == kLargest);
+static_assert(class_of_block(capacity(7)) == 7 && class_of_block(capacity(7) + 15) == 7);
+static_assert(capacity(1) >= sizeof(void *));
+
+} // namespace kel::pieces
+
+struct KelPieceCache {
+    void *heads[kel::pieces::kClasses + 1]; // heads[0] is never used
+    size_t held;                            // octets in the lists
+};
+
+// The world's piece cache, if it has one.
+inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
+    const KelWorldExt *ext = world->ext;
+    return ext ? ext->pieceCache : nullptr;
+}
+
+// The body of the default getMem: the head of the class's list, else a new
+// block of the class's whole capacity, so that it comes back to this class.
+// Cached blocks are malloc blocks, so they stand in for mallocp only while
+// that is still the C library's malloc.
+[[gnu::always_inline]] inline void *kel_take_piece(KelGlobal *world, size_t size) {
+    using namespace kel::pieces;
+    if (world->mallocp == std::malloc && size - 1 < kLargest) {
+        if (KelPieceCache *cache = kel_piece_cache(world)) {
+            const size_t c = class_for_request(size);
+            if (void *p = cache->heads[c]) {
+                cache->heads[c] = *static_cast<void **>(p);
+                cache->held -= capacity(c);
+                return p;
+            }
+            return std::malloc(capacity(c));
+        }
+    }
+    return world->mallocp(size);
+}
+
+// The body of the default freeMem: while freep is the C library's free, the
+// block joins the list of the largest class that it can serve, as its usable
+// size tells, whichever world or cache allocated it; blocks beyond the
+// classes or the budget go to free.
+[[gnu::always_inline]] inline void kel_give_piece(KelGlobal *world, void *p) {
+    using namespace kel::pieces;
+    if (world->freep != std::free) {
+        world->freep(p);
+        return;
+    }
+    KelPieceCache *cache = kel_piece_cache(world);
+    if (!p || !cache)
+        return std::free(p);
+    const size_t c = class_of_block(malloc_usable_size(p));
+    if (c - 1 >= kClasses || cache->held + capacity(c) > kBudget)
+        return std::free(p);
+    *static_cast<void **>(p) = cache->heads[c];
+    cache->heads[c] = p;
+    cache->held += capacity(c);
+}
+
+// getMem and freeMem of a world, with the default functions inlined.
+[[gnu::always_inline]] inline void *kel_get_mem(KelGlobal *world, size_t size) {
+    KelGetMem getMem = world->getMem;
+    return getMem == kel_default_getmem ? kel_take_piece(world, size) : getMem(world, size);
+}
+
+[[gnu::always_inline]] inline void kel_free_mem(KelGlobal *world, void *p) {
+    KelFreeMem freeMem = world->freeMem;
+    if (freeMem == kel_default_freemem)
+        kel_give_piece(world, p);
+    else
+        freeMem(world, p);
+}
 
 // Allocator over the top of the caller's temporary buffer: pieces are taken
 // downward from tempHigh, each behind an 8-octet size header, and must be

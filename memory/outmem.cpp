@@ -14,20 +14,25 @@ namespace {
 using kel::kMsgBufferTooSmall;
 using kel::kMsgOutOfMemory;
 
+// Links a successor block behind the full tail and makes it the tail.
+[[gnu::noinline]] KelOutBlock *grow_chain(KelGlobal *world, KelGetMem alloc) {
+    auto *block = static_cast<KelOutBlock *>(alloc(world, sizeof(KelOutBlock)));
+    if (!block)
+        _kel_enc_error(world, kMsgOutOfMemory, sizeof(KelOutBlock));
+    block->count = 0;
+    block->next = nullptr;
+    world->outQueueTail->next = block;
+    world->outQueueTail = block;
+    return block;
+}
+
 // Stores a new item of `size` octets from `alloc` in the next slot of the
 // tail.  A full tail gets a successor block from the same allocator.  The
 // item is counted even when it is null: the caller tests it.
 void *chain_add(KelGlobal *world, KelGetMem alloc, size_t size) {
     KelOutBlock *tail = world->outQueueTail;
-    if (tail->count >= KEL_OUTBLOCK_ITEMS) [[unlikely]] {
-        auto *block = static_cast<KelOutBlock *>(alloc(world, sizeof(KelOutBlock)));
-        if (!block)
-            _kel_enc_error(world, kMsgOutOfMemory, sizeof(KelOutBlock));
-        block->count = 0;
-        block->next = nullptr;
-        tail->next = block;
-        world->outQueueTail = tail = block;
-    }
+    if (tail->count >= KEL_OUTBLOCK_ITEMS) [[unlikely]]
+        tail = grow_chain(world, alloc);
     void *item = alloc(world, size);
     tail->items[tail->count++] = item;
     return item;
@@ -69,13 +74,18 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
 
 // Decoder pieces: `n` octets (already rounded by the caller) cut off the
 // caller's area, or a new item from getMem.  Zero octets of library memory
-// are a null pointer without an item.
-[[gnu::noinline]] void *take_library_piece(KelGlobal *world, uint32_t n) {
+// are a null pointer without an item.  The default getMem is inlined: a
+// piece from the world's cache costs a few instructions beside its slot.
+[[gnu::always_inline]] inline void *take_library_piece(KelGlobal *world, uint32_t n) {
     if (n == 0)
         return nullptr;
     world->memTotal += n;
-    void *p = chain_add(world, world->getMem, n);
-    if (!p)
+    KelOutBlock *tail = world->outQueueTail;
+    if (tail->count >= KEL_OUTBLOCK_ITEMS) [[unlikely]]
+        tail = grow_chain(world, world->getMem);
+    void *p = kel_get_mem(world, n);
+    tail->items[tail->count++] = p;
+    if (!p) [[unlikely]]
         _kel_enc_error(world, kMsgOutOfMemory, n);
     return p;
 }
@@ -137,8 +147,8 @@ void *_kel_dec_getfixmem(KelGlobal *world, int32_t size) {
 }
 
 void _kel_dec_free(KelGlobal *world, void *p) {
-    if (p)
-        kelFree(world, p);
+    if (p && world && world->freeMem)
+        kel_free_mem(world, p);
 }
 
 void _kel_freeMem(KelGlobal *world, KelFreeMem release) {

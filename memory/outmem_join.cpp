@@ -19,7 +19,7 @@ uint64_t chain_octets(const KelGlobal *world) {
 }
 
 unsigned char *allocate_output(KelGlobal *world, uint32_t length) {
-    auto *p = static_cast<unsigned char *>(world->getMem(world, length));
+    auto *p = static_cast<unsigned char *>(kel_get_mem(world, length));
     if (!p)
         _kel_enc_error(world, kel::kMsgOutOfMemory, length);
     return p;
