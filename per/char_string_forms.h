@@ -132,6 +132,7 @@ template <uint32_t Bits, class Sink>
         word <<= offset;
         const uint32_t take = count - i < perRound ? count - i : perRound;
         if (take == perRound) [[likely]] {
+#pragma GCC unroll 8
             for (uint32_t k = 0; k < perRound; ++k, word <<= bits)
                 sink(i + k, static_cast<uint32_t>(word >> (64 - bits)));
         } else {

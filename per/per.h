@@ -149,21 +149,44 @@ uint64_t get_bits_slow(KelGlobal *world, uint32_t n);
 
 // Reads `count` bits into `dest`, high bit first, after testing that they
 // are there; the unused low bits of the last octet come out zero.  The
-// stream's _kel_get_bits without the call and the padding.
+// stream's _kel_get_bits without the call and the padding.  Short fields
+// (the fixed octet strings, most strings) off an octet boundary move seven
+// octets a load; aligned ones are a block copy.
 inline void read_bits(KelGlobal *world, unsigned char *dest, uint32_t count) {
     if (count == 0)
         return;
     need_bits(world, count);
     const uint32_t offset = static_cast<uint32_t>(world->bitOffset);
     const unsigned char *src = world->inPos;
-    if (offset == 0)
+    const unsigned char *const end = src + world->inRemaining;
+    const uint64_t stop = uint64_t{offset} + count;
+    world->inPos += stop >> 3;
+    world->inRemaining -= static_cast<int32_t>(stop >> 3);
+    world->bitOffset = static_cast<int32_t>(stop & 7);
+    if (offset == 0) {
         bits::copy_aligned(dest, src, count);
-    else
-        bits::copy_shift_left(dest, src, offset, count);
-    const uint64_t end = uint64_t{offset} + count;
-    world->inPos += end >> 3;
-    world->inRemaining -= static_cast<int32_t>(end >> 3);
-    world->bitOffset = static_cast<int32_t>(end & 7);
+        return;
+    }
+    if (count <= 256) {
+        // Eight octets from src hold 57 bits at any offset.
+        while (end - src >= 8) {
+            uint64_t word = bits::load_be64(src) << offset;
+            if (count < 56) {
+                word &= ~uint64_t{0} << (64 - count);
+                for (uint32_t j = 0; j < (count + 7) >> 3; ++j, word <<= 8)
+                    dest[j] = static_cast<unsigned char>(word >> 56);
+                return;
+            }
+            for (uint32_t j = 0; j < 7; ++j, word <<= 8)
+                dest[j] = static_cast<unsigned char>(word >> 56);
+            src += 7;
+            dest += 7;
+            count -= 56;
+            if (count == 0)
+                return;
+        }
+    }
+    bits::copy_shift_left(dest, src, offset, count);
 }
 
 // The rest of an unconstrained length determinant whose first octet `b` has
