@@ -8,6 +8,7 @@
 #include "kelvarn_stream.h"
 #include "kelvarn_ber.h"
 #include "kelvarn_per.h"
+#include "kelvarn_oer.h"
 #include "kelvarn_xer.h"
 #include "kelvarn_services.h"
 #include "kelvarn_time.h"
