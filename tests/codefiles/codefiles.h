@@ -15,17 +15,20 @@ extern "C" {
 
 /* The generated entries of a table-driven code file: one walker per rule
  * family over the code file's descriptions. */
-/* Init: links BER and PER, declares the rules BER, DER, CER, PER and UPER
- * and DER support. */
+/* Init: links BER, PER and OER, declares the rules BER, DER, CER, PER, UPER,
+ * OER and COER and DER support. */
 void kel_codefile_init(KelGlobal *world);
 int kel_ber_encode(KelGlobal *world, int pdu, void *value);
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value);
 int kel_per_encode(KelGlobal *world, int pdu, void *value);
 int kel_per_decode(KelGlobal *world, int *pdu, void **value);
+int kel_oer_encode(KelGlobal *world, int pdu, void *value);
+void *kel_oer_decode(KelGlobal *world, int pdu);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);
 
-/* Whether the PER walker knows every type a type is built of. */
+/* Whether the PER (OER) walker knows every type a type is built of. */
 int kel_per_knows(const KelTypeDesc *type);
+int kel_oer_knows(const KelTypeDesc *type);
 
 /* The control table of a table-driven code file. */
 #define KEL_CODEFILE_CONTROL                                                                    \

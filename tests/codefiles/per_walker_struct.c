@@ -477,15 +477,3 @@ int kel_per_decode(KelGlobal *world, int *pdu, void **value)
     *value = record;
     return 0;
 }
-
-/* Rule kinds the code file was generated for: BER (0), aligned (1) and
- * unaligned (2) PER, DER (3), CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80 };
-
-void kel_codefile_init(KelGlobal *world)
-{
-    kelLinkBer(world);
-    kelLinkPer(world);
-    kelPrivateSetMoreFlags(world, 8, ruleMap);
-    world->modeBits |= KEL_MODE_DER_SUPPORT;
-}
