@@ -72,9 +72,11 @@ template <class Real> Real special_value(int octet) {
 // Decimal text into the IEEE octets of `Real`: the shape is checked by
 // hand, the value by the C library.
 template <class Real> void put_decimal_ieee(KelGlobal *world, const char *text) {
+    if (!text)
+        fail(world, kMsgBadDecimalReal);
     if (names_special(text)) {
         const int octet = kel::real::special_octet(text);
-        if (octet < 0 || octet == kel::real::kMinusZero)
+        if (octet < 0)
             fail(world, kMsgBadDecimalReal);
         return put_ieee(world, special_value<Real>(octet));
     }
@@ -250,8 +252,10 @@ void _kel_oenc_real_4byte(KelGlobal *world, float value) { put_ieee(world, value
 void _kel_oenc_real_8byte(KelGlobal *world, double value) { put_ieee(world, value); }
 
 void _kel_oenc_real_decimal(KelGlobal *world, const char *text) {
+    if (!text)
+        fail(world, kMsgBadDecimalReal);
     int octet = kel::real::special_octet(text);
-    if (names_special(text) && (octet < 0 || octet == kel::real::kMinusZero))
+    if (names_special(text) && octet < 0)
         fail(world, kMsgBadDecimalReal);
     if (octet >= 0)
         return put_special(world, octet);
