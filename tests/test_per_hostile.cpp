@@ -10,22 +10,13 @@
 #include <pthread.h>
 
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <memory>
-#include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
-#include "bench_files.h"
-#include "codefiles.h"
-#include "counting_alloc.h"
+#include "pdu_decoder.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-using kel_test::CountingAllocator;
 
 // Bits written high bit first into a growing octet string.
 struct BitWriter {
@@ -56,37 +47,10 @@ BitWriter seq_ext_head() {
     return w;
 }
 
-// One decode of a PDU of a code file (TypesZoo unless told) in unaligned
-// PER, input in a block of its exact size; nothing may stay allocated
-// whatever the answer.
-struct Decoder {
-    const KelCodeFile *file;
-    KelGlobal world{};
-    long baseline = 0;
-    explicit Decoder(const KelCodeFile *codefile = &kel_typeszoo_codefile) : file(codefile) {
-        EXPECT_EQ(kelinit(&world, const_cast<KelControlTable *>(&file->control)), 0);
-        CountingAllocator::install(&world);
-        baseline = CountingAllocator::live;
-        kelSetEncodingRules(&world, KEL_PER_UNALIGNED);
-    }
-    ~Decoder() { kelterm(&world); }
-
-    // The return code; the message must start with `message` on failure.
-    int decode(const char *type, const Bytes &input, const char *message = nullptr) {
-        std::unique_ptr<unsigned char[]> copy(new unsigned char[input.size() + !input.size()]);
-        std::memcpy(copy.get(), input.data(), input.size());
-        KelBuf buf{static_cast<uint32_t>(input.size()), copy.get()};
-        int pdu = kel_codefile_pdu(file, type);
-        void *value = nullptr;
-        const int code = kelDecode(&world, &pdu, &buf, &value);
-        if (code == 0) {
-            kelFreePDU(&world, pdu, value);
-        } else if (message) {
-            EXPECT_NE(std::strstr(kelGetErrMsg(&world), message), nullptr) << kelGetErrMsg(&world);
-        }
-        EXPECT_EQ(CountingAllocator::live, baseline);
-        return code;
-    }
+// Decodes in unaligned PER.
+struct Decoder : kel_test::PduDecoder {
+    explicit Decoder(const KelCodeFile *codefile = &kel_typeszoo_codefile)
+        : PduDecoder(KEL_PER_UNALIGNED, codefile) {}
 };
 
 TEST(PerHostile, ExtensionBitmapsOfNoBitsAndOfAThousand) {
@@ -197,39 +161,10 @@ TEST(PerHostileDeathTest, DeepNestingWithoutLimit) {
 #ifdef KEL_VECTORS_DIR
 // Every truncation of the Annex A records fails cleanly, in both variants.
 TEST(PerHostile, EveryTruncationOfTheAnnexRecords) {
-    const struct {
-        const char *module;
-        const KelCodeFile *file;
-    } modules[] = {{"PersonnelA1", &kel_personnel_a1_codefile},
-                   {"PersonnelA2", &kel_personnel_a2_codefile},
-                   {"PersonnelA3", &kel_personnel_a3_codefile}};
-    for (const auto &m : modules) {
-        std::ifstream in(std::string(KEL_VECTORS_DIR) + "/" + m.module + ".jsonl");
-        ASSERT_TRUE(in) << m.module;
-        KelGlobal world{};
-        ASSERT_EQ(kelinit(&world, const_cast<KelControlTable *>(&m.file->control)), 0);
-        CountingAllocator::install(&world);
-        const long baseline = CountingAllocator::live;
-        for (std::string line; std::getline(in, line);) {
-            const auto c = nlohmann::json::parse(line);
-            for (const auto &[rule, number] : {std::pair{"per", KEL_PER_ALIGNED}, {"uper", KEL_PER_UNALIGNED}}) {
-                const Bytes full = kel_test::from_hex(c["enc"][rule].get<std::string>());
-                kelSetEncodingRules(&world, number);
-                for (size_t n = 0; n < full.size(); ++n) {
-                    SCOPED_TRACE(std::string(m.module) + " " + rule + " cut to " + std::to_string(n));
-                    std::unique_ptr<unsigned char[]> copy(new unsigned char[n + 1]);
-                    std::memcpy(copy.get(), full.data(), n);
-                    KelBuf buf{static_cast<uint32_t>(n), copy.get()};
-                    int pdu = 1;
-                    void *value = nullptr;
-                    EXPECT_NE(kelDecode(&world, &pdu, &buf, &value), 0);
-                    EXPECT_EQ(value, nullptr);
-                    EXPECT_EQ(CountingAllocator::live, baseline);
-                }
-            }
-        }
-        kelterm(&world);
-    }
+    const std::pair<const char *, int> rules[] = {{"per", KEL_PER_ALIGNED}, {"uper", KEL_PER_UNALIGNED}};
+    kel_test::expect_truncations_fail("PersonnelA1", &kel_personnel_a1_codefile, kel_per_knows, {rules[0], rules[1]});
+    kel_test::expect_truncations_fail("PersonnelA2", &kel_personnel_a2_codefile, kel_per_knows, {rules[0], rules[1]});
+    kel_test::expect_truncations_fail("PersonnelA3", &kel_personnel_a3_codefile, kel_per_knows, {rules[0], rules[1]});
 }
 #endif
 
