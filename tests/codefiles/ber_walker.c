@@ -22,6 +22,7 @@
 #include <string.h>
 
 #include "ber_walker.h"
+#include "walker_common.h"
 #include "kelvarn_ber.h"
 
 /* Messages raised here. */
@@ -32,26 +33,6 @@ enum {
     MSG_INDEFINITE_PRIMITIVE = 119,
     MSG_INDEFINITE_DER = 134
 };
-
-static int64_t load_signed(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *(const int8_t *)field;
-    case 2: return *(const int16_t *)field;
-    case 4: return *(const int32_t *)field;
-    default: return *(const int64_t *)field;
-    }
-}
-
-static uint64_t load_unsigned(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *field;
-    case 2: return *(const uint16_t *)field;
-    case 4: return *(const uint32_t *)field;
-    default: return *(const uint64_t *)field;
-    }
-}
 
 /* Generated code checks enumerations against its own table; an extensible
  * enumeration takes any number. */
@@ -272,11 +253,11 @@ static int32_t encode_tlv(KelGlobal *world, unsigned char **pos, int32_t *rem,
     case KEL_KIND_NULL: return _kel_encd_tag_length(world, pos, rem, 0, tag);
     default:
         if (type->flags & KEL_DESC_SIGNED) {
-            int64_t value = load_signed(field, type->width);
+            int64_t value = kel_load_signed(field, type->width);
             return type->width == 8 ? _kel_encd_llint_tl(world, pos, rem, value, tag)
                                     : _kel_encd_int_tl(world, pos, rem, (int32_t)value, tag);
         } else {
-            uint64_t value = load_unsigned(field, type->width);
+            uint64_t value = kel_load_unsigned(field, type->width);
             return type->width == 8 ? _kel_encd_ullint_tl(world, pos, rem, value, tag)
                                     : _kel_encd_uint_tl(world, pos, rem, (uint32_t)value, tag);
         }
@@ -317,7 +298,7 @@ int32_t kel_ber_encode_simple(KelGlobal *world, unsigned char **pos, int32_t *re
 {
     int32_t n;
     if (type->kind == KEL_KIND_ENUMERATED)
-        check_enumerated(world, type, load_signed(field, type->width));
+        check_enumerated(world, type, kel_load_signed(field, type->width));
     if (is_string(type))
         return encode_string_tlv(world, pos, rem, type, (unsigned char *)field, tag);
     if (type->form == KEL_FORM_HUGE) {

@@ -16,6 +16,7 @@
 #include <string.h>
 
 #include "oer_walker.h"
+#include "walker_common.h"
 #include "per_walker.h"
 
 /* Messages raised here. */
@@ -30,50 +31,13 @@ enum {
 
 #define VARYING_HEADER 4u
 
-static int64_t load_signed(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *(const int8_t *)field;
-    case 2: return *(const int16_t *)(const void *)field;
-    case 4: return *(const int32_t *)(const void *)field;
-    default: return *(const int64_t *)(const void *)field;
-    }
-}
-
-static uint64_t load_unsigned(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *field;
-    case 2: return *(const uint16_t *)(const void *)field;
-    case 4: return *(const uint32_t *)(const void *)field;
-    default: return *(const uint64_t *)(const void *)field;
-    }
-}
-
-static void store(unsigned char *field, unsigned width, uint64_t value)
-{
-    switch (width) {
-    case 1: *field = (unsigned char)value; break;
-    case 2: *(uint16_t *)(void *)field = (uint16_t)value; break;
-    case 4: *(uint32_t *)(void *)field = (uint32_t)value; break;
-    default: *(uint64_t *)(void *)field = value; break;
-    }
-}
-
-/* The universal number of a type's own tag, 0 when it isn't universal. */
-static unsigned universal_number(const KelTypeDesc *type)
-{
-    const KelTag *own = &type->tags[type->tagCount ? type->tagCount - 1 : 0];
-    return type->tagCount && (own->classNumber & 0xC000u) == 0 ? own->classNumber & 0x3FFFu : 0;
-}
-
 /* The size of every value of a string type, or 0 when sizes vary. */
 static uint32_t fixed_size(const KelTypeDesc *type)
 {
     const KelPerString *size = kel_per_size_of(type);
     if (!size || (size->flags & KEL_PER_SIZE_EXTENSIBLE) || size->lb != size->ub || size->ub == 0)
         return 0;
-    if (type->kind == KEL_KIND_CHAR_STRING && (type->form == KEL_FORM_UTF8 || universal_number(type) == 12))
+    if (type->kind == KEL_KIND_CHAR_STRING && (type->form == KEL_FORM_UTF8 || kel_universal_number(type) == 12))
         return 0; /* UTF8String has no known multiplier */
     return size->ub;
 }
@@ -143,8 +107,8 @@ static void encode_integer(KelGlobal *world, const KelTypeDesc *type, const unsi
     int isUnsigned;
     const int octets = fixed_octets(type, &isUnsigned);
     const int wide = type->width == 8;
-    const int64_t value = (type->flags & KEL_DESC_SIGNED) ? load_signed(field, type->width)
-                                                          : (int64_t)load_unsigned(field, type->width);
+    const int64_t value = (type->flags & KEL_DESC_SIGNED) ? kel_load_signed(field, type->width)
+                                                          : (int64_t)kel_load_unsigned(field, type->width);
 
     if (type->form == KEL_FORM_HUGE) {
         const KelHugeInt *huge = (const KelHugeInt *)(const void *)field;
@@ -205,7 +169,7 @@ static void decode_integer(KelGlobal *world, const KelTypeDesc *type, unsigned c
     }
     if (!fits(value, type->width, (type->flags & KEL_DESC_SIGNED) != 0))
         _kel_enc_llerror(world, MSG_RANGE + 1, (uint64_t)value);
-    store(field, type->width, (uint64_t)value);
+    kel_store(field, type->width, (uint64_t)value);
 }
 
 static void decode_enumerated(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
@@ -216,7 +180,7 @@ static void decode_enumerated(KelGlobal *world, const KelTypeDesc *type, unsigne
         ;
     if (i == type->nameCount && !(type->flags & KEL_DESC_EXTENSIBLE))
         _kel_enc_error(world, MSG_NOT_ENUMERATED, (uint32_t)value);
-    store(field, type->width, (uint64_t)(int64_t)value);
+    kel_store(field, type->width, (uint64_t)(int64_t)value);
 }
 
 /* ------------------------------------------------------------------------ */
@@ -389,7 +353,7 @@ static void encode_bits(KelGlobal *world, const KelTypeDesc *type, const unsigne
     if (type->form == KEL_FORM_PADDED) {
         /* The field holds the bits left-justified: write them out big-endian. */
         const uint32_t width = padded_octets((uint32_t)type->upper);
-        const uint32_t value = (uint32_t)load_unsigned(field, width) << (32 - 8 * width);
+        const uint32_t value = (uint32_t)kel_load_unsigned(field, width) << (32 - 8 * width);
         octets[0] = (unsigned char)(value >> 24), octets[1] = (unsigned char)(value >> 16);
         octets[2] = (unsigned char)(value >> 8), octets[3] = (unsigned char)value;
         bits = octets;
@@ -427,7 +391,7 @@ static void decode_bits(KelGlobal *world, const KelTypeDesc *type, unsigned char
             unsigned char bytes[4] = { 0, 0, 0, 0 };
             const uint32_t width = padded_octets(upper);
             _kel_odec_read_octets(world, bytes, octets);
-            store(field, width, (((uint32_t)bytes[0] << 24 | (uint32_t)bytes[1] << 16 | (uint32_t)bytes[2] << 8 | bytes[3])
+            kel_store(field, width, (((uint32_t)bytes[0] << 24 | (uint32_t)bytes[1] << 16 | (uint32_t)bytes[2] << 8 | bytes[3])
                                  >> (32 - 8 * width)));
             return;
         }
@@ -437,7 +401,7 @@ static void decode_bits(KelGlobal *world, const KelTypeDesc *type, unsigned char
     }
     switch (type->form) {
     case KEL_FORM_PADDED:
-        store(field, padded_octets(upper),
+        kel_store(field, padded_octets(upper),
               named ? _kel_odec_named_bit_padded(world, upper) : _kel_odec_bit_padded(world, upper));
         return;
     case KEL_FORM_VARYING:
@@ -524,7 +488,7 @@ void kel_oer_encode_simple(KelGlobal *world, const KelTypeDesc *type, const unsi
     case KEL_KIND_BOOLEAN: _kel_oenc_append_byte(world, *field ? 0xFF : 0); return;
     case KEL_KIND_NULL: return;
     case KEL_KIND_INTEGER: encode_integer(world, type, field); return;
-    case KEL_KIND_ENUMERATED: _kel_oenc_enum(world, (int32_t)load_signed(field, type->width)); return;
+    case KEL_KIND_ENUMERATED: _kel_oenc_enum(world, (int32_t)kel_load_signed(field, type->width)); return;
     case KEL_KIND_BIT_STRING: encode_bits(world, type, field); return;
     case KEL_KIND_OCTET_STRING:
     case KEL_KIND_CHAR_STRING:

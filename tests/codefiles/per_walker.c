@@ -26,6 +26,7 @@
 
 #include "per_alphabets.h"
 #include "per_walker.h"
+#include "walker_common.h"
 
 /* Messages raised here. */
 enum {
@@ -37,36 +38,6 @@ enum {
 };
 
 #define VARYING_HEADER 4u
-
-static int64_t load_signed(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *(const int8_t *)field;
-    case 2: return *(const int16_t *)(const void *)field;
-    case 4: return *(const int32_t *)(const void *)field;
-    default: return *(const int64_t *)(const void *)field;
-    }
-}
-
-static uint64_t load_unsigned(const unsigned char *field, unsigned width)
-{
-    switch (width) {
-    case 1: return *field;
-    case 2: return *(const uint16_t *)(const void *)field;
-    case 4: return *(const uint32_t *)(const void *)field;
-    default: return *(const uint64_t *)(const void *)field;
-    }
-}
-
-static void store(unsigned char *field, unsigned width, uint64_t value)
-{
-    switch (width) {
-    case 1: *field = (unsigned char)value; break;
-    case 2: *(uint16_t *)(void *)field = (uint16_t)value; break;
-    case 4: *(uint32_t *)(void *)field = (uint32_t)value; break;
-    default: *(uint64_t *)(void *)field = value; break;
-    }
-}
 
 static unsigned bit_length(uint64_t n)
 {
@@ -125,13 +96,6 @@ static const KelPerString sevenBitString = { NULL, 1, 0, 0, KEL_PER_STRING_FLAGS
 static const KelPerString bmpString = { NULL, 1, 0, 0, KEL_PER_STRING_FLAGS(16, 1, 16, 1) };
 static const KelPerString universalString = { NULL, 1, 0, 0, KEL_PER_STRING_FLAGS(32, 1, 32, 1) };
 
-/* The universal number of a type's own tag, 0 when it isn't universal. */
-static unsigned universal_number(const KelTypeDesc *type)
-{
-    const KelTag *own = &type->tags[type->tagCount ? type->tagCount - 1 : 0];
-    return type->tagCount && (own->classNumber & 0xC000u) == 0 ? own->classNumber & 0x3FFFu : 0;
-}
-
 const KelPerString *kel_per_size_of(const KelTypeDesc *type)
 {
     if (type->per && type->per->size)
@@ -142,7 +106,7 @@ const KelPerString *kel_per_size_of(const KelTypeDesc *type)
         return &bmpString;
     if (type->form == KEL_FORM_UNIVERSAL)
         return &universalString;
-    switch (universal_number(type)) {
+    switch (kel_universal_number(type)) {
     case 18: return &numericString;
     case 19:
     case 22:
@@ -192,7 +156,7 @@ int kel_per_knows_simple(const KelTypeDesc *type)
     case KEL_KIND_INTEGER: return 1;
     case KEL_KIND_ENUMERATED: return type->per && type->per->root;
     case KEL_KIND_CHAR_STRING: return type->form == KEL_FORM_UTF8 || kel_per_size_of(type) != NULL ||
-                                      universal_number(type) == 12;
+                                      kel_universal_number(type) == 12;
     case KEL_KIND_OID:
     case KEL_KIND_RELATIVE_OID:
     case KEL_KIND_REAL:
@@ -221,7 +185,7 @@ static int in_root(const KelTypeDesc *type, int64_t value)
 static void encode_integer(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
 {
     const int isSigned = (type->flags & KEL_DESC_SIGNED) != 0;
-    const int64_t value = isSigned ? load_signed(field, type->width) : (int64_t)load_unsigned(field, type->width);
+    const int64_t value = isSigned ? kel_load_signed(field, type->width) : (int64_t)kel_load_unsigned(field, type->width);
 
     if (type->form == KEL_FORM_HUGE) {
         const KelHugeInt *huge = (const KelHugeInt *)(const void *)field;
@@ -281,18 +245,18 @@ static void decode_integer(KelGlobal *world, const KelTypeDesc *type, unsigned c
         value = (int64_t)_kel_pdec_semicon_uint(world, 0);
     else
         value = _kel_pdec_unconstr_limited_int(world, low, high);
-    store(field, type->width, (uint64_t)value);
+    kel_store(field, type->width, (uint64_t)value);
 }
 
 static void encode_enumerated(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
 {
-    const int32_t value = (int32_t)load_signed(field, type->width);
+    const int32_t value = (int32_t)kel_load_signed(field, type->width);
     _kel_penc_enum(world, value, type->per->root, type->per->additions);
 }
 
 static void decode_enumerated(KelGlobal *world, const KelTypeDesc *type, unsigned char *field)
 {
-    store(field, type->width, (uint64_t)(int64_t)_kel_pdec_enum(world, type->per->root, type->per->additions));
+    kel_store(field, type->width, (uint64_t)(int64_t)_kel_pdec_enum(world, type->per->root, type->per->additions));
 }
 
 /* ------------------------------------------------------------------------ */

@@ -27,6 +27,44 @@ typedef struct Tags {
     int count;
 } Tags;
 
+/* Integers in their memory forms of 1, 2, 4 or 8 octets. */
+static inline int64_t kel_load_signed(const unsigned char *field, unsigned width)
+{
+    switch (width) {
+    case 1: return *(const int8_t *)field;
+    case 2: return *(const int16_t *)(const void *)field;
+    case 4: return *(const int32_t *)(const void *)field;
+    default: return *(const int64_t *)(const void *)field;
+    }
+}
+
+static inline uint64_t kel_load_unsigned(const unsigned char *field, unsigned width)
+{
+    switch (width) {
+    case 1: return *field;
+    case 2: return *(const uint16_t *)(const void *)field;
+    case 4: return *(const uint32_t *)(const void *)field;
+    default: return *(const uint64_t *)(const void *)field;
+    }
+}
+
+static inline void kel_store(unsigned char *field, unsigned width, uint64_t value)
+{
+    switch (width) {
+    case 1: *field = (unsigned char)value; break;
+    case 2: *(uint16_t *)(void *)field = (uint16_t)value; break;
+    case 4: *(uint32_t *)(void *)field = (uint32_t)value; break;
+    default: *(uint64_t *)(void *)field = value; break;
+    }
+}
+
+/* The universal number of a type's own tag, 0 when it isn't universal. */
+static inline unsigned kel_universal_number(const KelTypeDesc *type)
+{
+    const KelTag *own = &type->tags[type->tagCount ? type->tagCount - 1 : 0];
+    return type->tagCount && (own->classNumber & 0xC000u) == 0 ? own->classNumber & 0x3FFFu : 0;
+}
+
 static inline int kel_has_own_tag(const KelTypeDesc *type)
 {
     return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
