@@ -42,6 +42,7 @@ struct Family {
 const Family families[] = {
     { "ber", { { "ber", ".ber.hex" }, { "der", ".der.hex" }, { "cer", nullptr } } },
     { "per", { { "per", ".per.hex" }, { "uper", ".uper.hex" } } },
+    { "oer", { { "oer", ".oer.hex" }, { "coer", ".coer.hex" } } },
 };
 
 bool from_hex(const std::string &text, Octets &out)

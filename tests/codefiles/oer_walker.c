@@ -490,10 +490,14 @@ void kel_oer_encode_simple(KelGlobal *world, const KelTypeDesc *type, const unsi
     case KEL_KIND_INTEGER: encode_integer(world, type, field); return;
     case KEL_KIND_ENUMERATED: _kel_oenc_enum(world, (int32_t)kel_load_signed(field, type->width)); return;
     case KEL_KIND_BIT_STRING: encode_bits(world, type, field); return;
-    case KEL_KIND_OCTET_STRING:
-    case KEL_KIND_CHAR_STRING:
     case KEL_KIND_UTC_TIME:
-    case KEL_KIND_GENERALIZED_TIME: encode_string(world, type, field); return;
+    case KEL_KIND_GENERALIZED_TIME:
+        if (!kel_oer_knows_simple(type))
+            _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
+        encode_string(world, type, field);
+        return;
+    case KEL_KIND_OCTET_STRING:
+    case KEL_KIND_CHAR_STRING: encode_string(world, type, field); return;
     case KEL_KIND_OID:
     case KEL_KIND_RELATIVE_OID: encode_oid(world, type, field); return;
     case KEL_KIND_REAL: encode_real(world, type, field); return;
@@ -509,10 +513,14 @@ void kel_oer_decode_simple(KelGlobal *world, const KelTypeDesc *type, unsigned c
     case KEL_KIND_INTEGER: decode_integer(world, type, field); return;
     case KEL_KIND_ENUMERATED: decode_enumerated(world, type, field); return;
     case KEL_KIND_BIT_STRING: decode_bits(world, type, field); return;
-    case KEL_KIND_OCTET_STRING:
-    case KEL_KIND_CHAR_STRING:
     case KEL_KIND_UTC_TIME:
-    case KEL_KIND_GENERALIZED_TIME: decode_string(world, type, field); return;
+    case KEL_KIND_GENERALIZED_TIME:
+        if (!kel_oer_knows_simple(type)) /* a time record: not in OER yet */
+            _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
+        decode_string(world, type, field);
+        return;
+    case KEL_KIND_OCTET_STRING:
+    case KEL_KIND_CHAR_STRING: decode_string(world, type, field); return;
     case KEL_KIND_OID:
     case KEL_KIND_RELATIVE_OID: decode_oid(world, type, field); return;
     case KEL_KIND_REAL: decode_real(world, type, field); return;
