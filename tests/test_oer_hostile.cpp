@@ -99,6 +99,16 @@ TEST(OerHostile, TimeRecordsAreRefusedNotMisread) {
     EXPECT_EQ(PduDecoder(KEL_OER).decode("Utc", {0x0D, '2', '4', '0', '2', '2', '9', '2', '3', '5', '9', '5', '9', 'Z'}), 0);
 }
 
+// Named bits that are all zero: COER takes them with their zero bits, but
+// not as no bits at all, which is how they go out again (a fuzz finding that
+// the oracle now allows).
+TEST(OerHostile, ZeroNamedBitsUnderCoer) {
+    PduDecoder coer(KEL_COER);
+    EXPECT_EQ(coer.decode("NamedBits", {0x03, 0x06, 0x00, 0x00}), 0);
+    EXPECT_NE(coer.decode("NamedBits", {0x01, 0x00}, "0063S"), 0);
+    EXPECT_EQ(PduDecoder(KEL_OER).decode("NamedBits", {0x01, 0x00}), 0);
+}
+
 #ifdef KEL_VECTORS_DIR
 TEST(OerHostile, EveryTruncationOfTheCorpusEncodings) {
     for (const auto &[module, file] : {std::pair{"TypesZoo", &kel_typeszoo_codefile},
