@@ -24,8 +24,13 @@ void *kelGetInitializedMemory(KelGlobal *world, size_t size) {
 }
 
 void kelFreeMemory(KelGlobal *world, void *p) {
-    if (world && world->freeMem)
-        kel_free_mem(world, p);
+    if (!world)
+        return;
+    KelFreeMem freeMem = world->freeMem;
+    if (freeMem == kel_default_freemem)
+        kel_give_piece(world, p);
+    else if (freeMem)
+        freeMem(world, p);
 }
 
 void *kelMalloc(KelGlobal *world, size_t size) {

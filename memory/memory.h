@@ -63,20 +63,23 @@ inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
     return ext ? ext->pieceCache : nullptr;
 }
 
-// The body of the default getMem: the head of the class's list, else a new
-// block of the class's whole capacity, so that it comes back to this class.
-// Cached blocks are malloc blocks, so they stand in for mallocp only while
-// that is still the C library's malloc.
+// The body of the default getMem: the head of the class's list or of one of
+// the next two (the C library may hand out a block a little larger than
+// asked, which then comes back to a class above), else a new block of the
+// class's whole capacity.  Cached blocks are malloc blocks, so they stand in
+// for mallocp only while that is still the C library's malloc.
 [[gnu::always_inline]] inline void *kel_take_piece(KelGlobal *world, size_t size) {
     using namespace kel::pieces;
     if (world->mallocp == std::malloc && size - 1 < kLargest) {
         if (KelPieceCache *cache = kel_piece_cache(world)) {
             const size_t c = class_for_request(size);
-            if (void *p = cache->heads[c]) {
-                cache->heads[c] = *static_cast<void **>(p);
-                cache->held -= capacity(c);
-                return p;
-            }
+            const size_t last = c + 2 < kClasses ? c + 2 : kClasses;
+            for (size_t k = c; k <= last; ++k)
+                if (void *p = cache->heads[k]) {
+                    cache->heads[k] = *static_cast<void **>(p);
+                    cache->held -= capacity(k);
+                    return p;
+                }
             return std::malloc(capacity(c));
         }
     }
@@ -93,8 +96,9 @@ inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
         world->freep(p);
         return;
     }
+    // malloc_usable_size(nullptr) is 0: a null pointer goes to free.
     KelPieceCache *cache = kel_piece_cache(world);
-    if (!p || !cache)
+    if (!cache)
         return std::free(p);
     const size_t c = class_of_block(malloc_usable_size(p));
     if (c - 1 >= kClasses || cache->held + capacity(c) > kBudget)

@@ -72,11 +72,10 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
     world->outQueueTail = block;
 }
 
-// Decoder pieces: `n` octets (already rounded by the caller) cut off the
-// caller's area, or a new item from getMem.  Zero octets of library memory
-// are a null pointer without an item.  The default getMem is inlined: a
-// piece from the world's cache costs a few instructions beside its slot.
-[[gnu::always_inline]] inline void *take_library_piece(KelGlobal *world, uint32_t n) {
+// Decoder pieces in library memory, the general way: a new item from the
+// world's getMem in the next slot of the chain.  Zero octets are a null
+// pointer without an item.
+[[gnu::noinline]] void *take_library_piece(KelGlobal *world, uint32_t n) {
     if (n == 0)
         return nullptr;
     world->memTotal += n;
@@ -90,9 +89,30 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
     return p;
 }
 
-inline void *take_piece(KelGlobal *world, uint32_t n) {
-    if (!world->userBuffer)
+// Decoder pieces: `n` octets (already rounded by the caller) cut off the
+// caller's area, or an item in library memory.  The common case of the
+// latter, the default getMem over malloc with a block of the class in the
+// world's cache and room in the chain's tail, is taken here in a few
+// instructions and no call; everything else, a block of a class above
+// included, goes the general way.
+[[gnu::always_inline]] inline void *take_piece(KelGlobal *world, uint32_t n) {
+    using namespace kel::pieces;
+    if (!world->userBuffer) {
+        KelOutBlock *tail = world->outQueueTail;
+        KelPieceCache *cache;
+        if (world->getMem == kel_default_getmem && world->mallocp == std::malloc && n - 1 < kLargest &&
+            tail->count < KEL_OUTBLOCK_ITEMS && (cache = kel_piece_cache(world))) {
+            const size_t c = class_for_request(n);
+            if (void *p = cache->heads[c]) {
+                cache->heads[c] = *static_cast<void **>(p);
+                cache->held -= capacity(c);
+                world->memTotal += n;
+                tail->items[tail->count++] = p;
+                return p;
+            }
+        }
         return take_library_piece(world, n);
+    }
     if (world->outRemaining < 0 || static_cast<uint32_t>(world->outRemaining) < n)
         _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
     unsigned char *p = world->outPos;
@@ -133,9 +153,7 @@ unsigned char *_kel_enc_getmem(KelGlobal *world) {
 void *_kel_dec_getmem(KelGlobal *world, int32_t size) {
     uint32_t n = rounded_size(world, static_cast<uint32_t>(size));
     void *p = take_piece(world, n);
-    if (p)
-        std::memset(p, 0, n);
-    return p;
+    return p ? std::memset(p, 0, n) : p;
 }
 
 void *_kel_dec_getmem_internal(KelGlobal *world, uint32_t size) {
