@@ -27,6 +27,16 @@ TEST(OerHostile, LengthsOfLengthsAndLengthsBeyondTheInput) {
         EXPECT_EQ(d.decode("Octets", with_content({0x82, 0x10, 0x00}, 3, 0x5A), "0081S"), 4);
         EXPECT_EQ(d.decode("Octets", {0x84, 0xFF, 0xFF, 0xFF, 0xFF, 1}, "0081S"), 4);
         EXPECT_EQ(d.decode("Ia5", {0x05, 'a', 'b'}, "0081S"), 4);
+        // Four length octets with the top bit set: a negative length (a fuzz finding).
+        for (const char *type : {"Octets", "Ia5", "Printable", "Utf8", "Bits"})
+            EXPECT_EQ(d.decode(type, {0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x01}, "0081S"), 4) << type;
+        PduDecoder record(rules, &kel_personnel_a1_codefile);
+        Bytes children = {0x80, 0x04, 'J', 'o', 'h', 'n', 0x01, 'P', 0x05, 'S', 'm', 'i', 't', 'h', 0x01, 0x33};
+        children.insert(children.end(), {0x08, 'D', 'i', 'r', 'e', 'c', 't', 'o', 'r'});
+        children.insert(children.end(), {0x08, '1', '9', '7', '1', '0', '9', '1', '7'});
+        children.insert(children.end(), {0x04, 'M', 'a', 'r', 'y', 0x01, 'T', 0x05, 'S', 'm', 'i', 't', 'h'});
+        children.insert(children.end(), {0x01, 0x01, 0x84, 0xFF, 0xFF, 0xFF, 0xFF, 'R', 'a', 'l', 'p', 'h'});
+        EXPECT_EQ(record.decode("PersonnelRecord", children, "0081S"), 4);
     }
     // Leading zero length octets: OER reads through them, COER refuses.
     const Bytes padded = with_content({0x84, 0, 0, 0, 3}, 3, 0x5A);

@@ -245,11 +245,17 @@ static void encode_string(KelGlobal *world, const KelTypeDesc *type, const unsig
         _kel_oenc_append_bytes(world, units, count);
 }
 
-/* The octet count of a value: its determinant, or the fixed size. */
+/* The octet count of a value: its determinant, or the fixed size.  A
+ * determinant of four octets with the top bit set comes back negative: no
+ * input holds that much. */
 static uint32_t octet_count(KelGlobal *world, uint32_t fixed)
 {
-    if (!fixed)
-        return (uint32_t)_kel_odec_length(world);
+    if (!fixed) {
+        const int32_t n = _kel_odec_length(world);
+        if (n < 0)
+            _kel_enc_error(world, MSG_END_OF_INPUT, 0);
+        return (uint32_t)n;
+    }
     need_input(world, fixed);
     return fixed;
 }
