@@ -4,8 +4,6 @@
 // 1 bit and an unconstrained integer, then the fraction as its digit count
 // and its value.  The decoder rebuilds the text with its designators.
 
-#include <bit>
-
 #include "time_fields.h"
 
 namespace {
@@ -51,12 +49,12 @@ inline void put_short_or_long(KelGlobal *world, uint32_t value, uint32_t width) 
     }
 }
 
-inline uint64_t get_short_or_long(KelGlobal *world, uint32_t width, int message) {
+inline uint64_t get_short_or_long(KelGlobal *world, uint32_t width) {
     if (get_bits(world, 1) == 0)
         return get_bits(world, width);
     const int64_t value = _kel_pdec_unconstr_int(world);
     if (value < 0) [[unlikely]]
-        fail(world, message);
+        fail(world, kMsgDurationMisencoded);
     return static_cast<uint64_t>(value);
 }
 
@@ -110,7 +108,7 @@ char *_kel_pd_t_duration_interval(KelGlobal *world, char *out) {
     for (const Component &c : kComponents) {
         if (!(mask & c.bit))
             continue;
-        const uint64_t value = get_short_or_long(world, c.shortWidth, kMsgDurationMisencoded);
+        const uint64_t value = get_short_or_long(world, c.shortWidth);
         if (c.inTime && !inTime) {
             *out++ = 'T';
             inTime = true;

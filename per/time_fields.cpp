@@ -132,8 +132,9 @@ int32_t get_year(KelGlobal *world) {
     return range.first + static_cast<int32_t>(get_constrained(world, range.span));
 }
 
-// Time difference on the wire: a bit for minutes that follow, the sign, 4
-// bits of hours, and 6 bits of minutes - 1 when there are minutes.
+// Time difference on the wire: a bit for minutes that follow, the sign (the
+// 1-bit index of the enumeration plus, minus), 4 bits of hours, and 6 bits
+// of minutes - 1 when there are minutes; one store for all of them.
 void put_difference(KelGlobal *world, uint32_t negative, uint32_t hours, uint32_t minutes) {
     const uint32_t head = (minutes ? 0x20u : 0u) | negative << 4 | hours;
     if (minutes)
