@@ -42,7 +42,8 @@ struct PduDecoder {
 
     int decode_pdu(int pdu, const Bytes &input, const char *message = nullptr) {
         std::unique_ptr<unsigned char[]> copy(new unsigned char[input.size() + !input.size()]);
-        std::memcpy(copy.get(), input.data(), input.size());
+        if (!input.empty())
+            std::memcpy(copy.get(), input.data(), input.size());
         KelBuf buf{static_cast<uint32_t>(input.size()), copy.get()};
         void *value = nullptr;
         const int code = kelDecode(&world, &pdu, &buf, &value);
