@@ -52,9 +52,6 @@ static int is_string(const KelTypeDesc *type)
     return type->kind >= KEL_KIND_BIT_STRING && type->kind <= KEL_KIND_CHAR_STRING;
 }
 
-/* Octets of the varying forms' length word before the value. */
-#define VARYING_HEADER 4u
-
 static uint32_t *varying_length(unsigned char *record)
 {
     return (uint32_t *)(void *)record;
@@ -80,45 +77,9 @@ typedef struct StringUnits {
 
 static StringUnits string_units(const KelTypeDesc *type, const unsigned char *field)
 {
-    const KelUnboundedString *unbounded = (const KelUnboundedString *)(const void *)field;
-    const unsigned char *record;
-    StringUnits units = { field, 0, 1 };
-
-    switch (type->form) {
-    case KEL_FORM_UNBOUNDED:
-    case KEL_FORM_UTF8:
-    case KEL_FORM_BMP:
-    case KEL_FORM_UNIVERSAL:
-        units.data = unbounded->value;
-        units.count = unbounded->length;
-        units.unitSize = type->form == KEL_FORM_BMP ? 2 : type->form == KEL_FORM_UNIVERSAL ? 4 : 1;
-        break;
-    case KEL_FORM_VARYING:
-        units.data = field + VARYING_HEADER;
-        units.count = *(const uint32_t *)(const void *)field;
-        break;
-    case KEL_FORM_VARYING_PTR:
-        record = *(unsigned char *const *)(const void *)field;
-        units.data = record + VARYING_HEADER;
-        units.count = *(const uint32_t *)(const void *)record;
-        break;
-    case KEL_FORM_PADDED:
-        units.count = (uint32_t)type->upper;
-        while (units.count && (field[units.count - 1] == ' ' || field[units.count - 1] == 0))
-            units.count--;
-        break;
-    case KEL_FORM_NULLTERM:
-        units.count = (uint32_t)strlen((const char *)field);
-        break;
-    case KEL_FORM_NULLTERM_PTR:
-        record = *(unsigned char *const *)(const void *)field;
-        units.data = record;
-        units.count = (uint32_t)strlen((const char *)record);
-        break;
-    default: /* KEL_FORM_FIXED */
-        units.count = (uint32_t)type->upper;
-        break;
-    }
+    StringUnits units;
+    units.data = kel_string_units(type, field, 0, &units.count);
+    units.unitSize = type->form == KEL_FORM_BMP ? 2 : type->form == KEL_FORM_UNIVERSAL ? 4 : 1;
     return units;
 }
 
@@ -202,9 +163,9 @@ static int32_t encode_bits_contents(KelGlobal *world, unsigned char **pos, int32
         return _kel_encd_dubit_ia(world, pos, rem, ((KelUnboundedBits *)(void *)field)->value,
                                   (int32_t)count, (int32_t)type->upper, named);
     case KEL_FORM_VARYING:
-        return _kel_encd_vbit_ia(world, pos, rem, field + VARYING_HEADER, count, room_of(type));
+        return _kel_encd_vbit_ia(world, pos, rem, field + KEL_VARYING_HEADER, count, room_of(type));
     case KEL_FORM_VARYING_PTR:
-        return _kel_encd_dvbit_ia(world, pos, rem, *(unsigned char **)(void *)field + VARYING_HEADER,
+        return _kel_encd_dvbit_ia(world, pos, rem, *(unsigned char **)(void *)field + KEL_VARYING_HEADER,
                                   count, room_of(type), named);
     default: /* KEL_FORM_PADDED */
         if (!named)
@@ -383,10 +344,10 @@ static void decode_string(KelGlobal *world, unsigned char **pos, int32_t *rem,
             return;
         case KEL_FORM_VARYING:
             *varying_length(field) = (uint32_t)_kel_dec_vbit_ia(world, pos, rem, length,
-                                                                field + VARYING_HEADER, (int32_t)room_of(type));
+                                                                field + KEL_VARYING_HEADER, (int32_t)room_of(type));
             return;
         case KEL_FORM_VARYING_PTR:
-            n = (uint32_t)_kel_dec_vbit_ptr_nz(world, pos, rem, length, record, VARYING_HEADER,
+            n = (uint32_t)_kel_dec_vbit_ptr_nz(world, pos, rem, length, record, KEL_VARYING_HEADER,
                                                room_of(type), named ? KEL_BITS_NAMED : 0);
             *varying_length(*record) = n;
             return;
@@ -403,12 +364,12 @@ static void decode_string(KelGlobal *world, unsigned char **pos, int32_t *rem,
         return;
     case KEL_FORM_VARYING:
         *varying_length(field) = (uint32_t)(
-            octets ? _kel_dec_voct_ia(world, pos, rem, length, field + VARYING_HEADER, limit)
-                   : _kel_dec_vstr_ia(world, pos, rem, length, field + VARYING_HEADER, limit));
+            octets ? _kel_dec_voct_ia(world, pos, rem, length, field + KEL_VARYING_HEADER, limit)
+                   : _kel_dec_vstr_ia(world, pos, rem, length, field + KEL_VARYING_HEADER, limit));
         return;
     case KEL_FORM_VARYING_PTR:
-        n = (uint32_t)(octets ? _kel_dec_voct_ptr_ia(world, pos, rem, length, record, VARYING_HEADER, limit)
-                              : _kel_dec_vstr_ptr_ia(world, pos, rem, length, record, VARYING_HEADER, limit));
+        n = (uint32_t)(octets ? _kel_dec_voct_ptr_ia(world, pos, rem, length, record, KEL_VARYING_HEADER, limit)
+                              : _kel_dec_vstr_ptr_ia(world, pos, rem, length, record, KEL_VARYING_HEADER, limit));
         *varying_length(*record) = n;
         return;
     case KEL_FORM_FIXED:

@@ -29,8 +29,6 @@ enum {
     MSG_NOT_IMPLEMENTED = 2
 };
 
-#define VARYING_HEADER 4u
-
 /* The size of every value of a string type, or 0 when sizes vary. */
 static uint32_t fixed_size(const KelTypeDesc *type)
 {
@@ -187,51 +185,12 @@ static void decode_enumerated(KelGlobal *world, const KelTypeDesc *type, unsigne
 /* Character and octet strings                                               */
 /* ------------------------------------------------------------------------ */
 
-/* The units of a value (octets, or 16- or 32-bit characters) and their
- * count, by memory form. */
-static const unsigned char *string_units(const KelTypeDesc *type, const unsigned char *field, uint32_t *count)
-{
-    const KelUnboundedString *unbounded = (const KelUnboundedString *)(const void *)field;
-    const unsigned char *record;
-
-    switch (type->form) {
-    case KEL_FORM_VARYING:
-        *count = *(const uint32_t *)(const void *)field;
-        return field + VARYING_HEADER;
-    case KEL_FORM_VARYING_PTR:
-        record = *(unsigned char *const *)(const void *)field;
-        *count = *(const uint32_t *)(const void *)record;
-        return record + VARYING_HEADER;
-    case KEL_FORM_FIXED:
-        *count = (uint32_t)type->upper;
-        return field;
-    case KEL_FORM_PADDED:
-        /* A fixed size keeps its blanks; otherwise the padding goes. */
-        *count = (uint32_t)type->upper;
-        if (!fixed_size(type))
-            while (*count && (field[*count - 1] == ' ' || field[*count - 1] == 0))
-                --*count;
-        return field;
-    case KEL_FORM_NULLTERM:
-        *count = (uint32_t)strlen((const char *)field);
-        return field;
-    case KEL_FORM_NULLTERM_PTR:
-    case KEL_FORM_TIME_TEXT:
-        record = *(unsigned char *const *)(const void *)field;
-        *count = (uint32_t)strlen((const char *)record);
-        return record;
-    default: /* KEL_FORM_UNBOUNDED, KEL_FORM_UTF8, KEL_FORM_BMP, KEL_FORM_UNIVERSAL, OID_ENCODED */
-        *count = unbounded->length;
-        return unbounded->value;
-    }
-}
-
 static void encode_string(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
 {
     const uint32_t fixed = fixed_size(type);
     const uint32_t width = type->form == KEL_FORM_BMP ? 2 : type->form == KEL_FORM_UNIVERSAL ? 4 : 1;
     uint32_t count;
-    const unsigned char *units = string_units(type, field, &count);
+    const unsigned char *units = kel_string_units(type, field, fixed_size(type) != 0, &count);
 
     if (fixed && count != fixed)
         _kel_enc_error(world, MSG_SIZE, count);
@@ -318,11 +277,11 @@ static void decode_string(KelGlobal *world, const KelTypeDesc *type, unsigned ch
         if ((n = octet_count(world, fixed)) > room)
             _kel_enc_error(world, MSG_SIZE_EXCEEDED, n);
         *(uint32_t *)(void *)field = n;
-        _kel_odec_read_octets(world, field + VARYING_HEADER, n);
+        _kel_odec_read_octets(world, field + KEL_VARYING_HEADER, n);
         return;
     case KEL_FORM_VARYING_PTR:
         n = octet_count(world, fixed);
-        *pointer = read_piece(world, n, VARYING_HEADER, 0);
+        *pointer = read_piece(world, n, KEL_VARYING_HEADER, 0);
         *(uint32_t *)(void *)*pointer = n;
         return;
     default: /* KEL_FORM_UNBOUNDED, KEL_FORM_UTF8 */
@@ -366,11 +325,11 @@ static void encode_bits(KelGlobal *world, const KelTypeDesc *type, const unsigne
         n = (uint32_t)type->upper;
     } else if (type->form == KEL_FORM_VARYING) {
         n = *(const uint32_t *)(const void *)field;
-        bits = field + VARYING_HEADER;
+        bits = field + KEL_VARYING_HEADER;
     } else if (type->form == KEL_FORM_VARYING_PTR) {
         const unsigned char *record = *(unsigned char *const *)(const void *)field;
         n = *(const uint32_t *)(const void *)record;
-        bits = record + VARYING_HEADER;
+        bits = record + KEL_VARYING_HEADER;
     } else {
         n = unbounded->length;
         bits = unbounded->value;
@@ -411,11 +370,11 @@ static void decode_bits(KelGlobal *world, const KelTypeDesc *type, unsigned char
               named ? _kel_odec_named_bit_padded(world, upper) : _kel_odec_bit_padded(world, upper));
         return;
     case KEL_FORM_VARYING:
-        *(uint32_t *)(void *)field = _kel_odec_named_bit_varying(world, field + VARYING_HEADER, upper);
+        *(uint32_t *)(void *)field = _kel_odec_named_bit_varying(world, field + KEL_VARYING_HEADER, upper);
         return;
     case KEL_FORM_VARYING_PTR: {
         void **pointer = (void **)(void *)field;
-        const uint32_t n = _kel_odec_named_bit_varying_ptr(world, pointer, VARYING_HEADER, upper ? upper : UINT32_MAX);
+        const uint32_t n = _kel_odec_named_bit_varying_ptr(world, pointer, KEL_VARYING_HEADER, upper ? upper : UINT32_MAX);
         *(uint32_t *)*pointer = n;
         return;
     }

@@ -37,8 +37,6 @@ enum {
     MSG_NOT_IMPLEMENTED = 2
 };
 
-#define VARYING_HEADER 4u
-
 static unsigned bit_length(uint64_t n)
 {
     unsigned bits = 0;
@@ -263,49 +261,11 @@ static void decode_enumerated(KelGlobal *world, const KelTypeDesc *type, unsigne
 /* Character strings                                                         */
 /* ------------------------------------------------------------------------ */
 
-/* The characters of a value and their count, by memory form. */
-static const unsigned char *string_chars(const KelTypeDesc *type, const unsigned char *field,
-                                         const KelPerString *size, uint32_t *count)
-{
-    const KelUnboundedString *unbounded = (const KelUnboundedString *)(const void *)field;
-    const unsigned char *record;
-
-    switch (type->form) {
-    case KEL_FORM_VARYING:
-        *count = *(const uint32_t *)(const void *)field;
-        return field + VARYING_HEADER;
-    case KEL_FORM_VARYING_PTR:
-        record = *(unsigned char *const *)(const void *)field;
-        *count = *(const uint32_t *)(const void *)record;
-        return record + VARYING_HEADER;
-    case KEL_FORM_FIXED:
-        *count = (uint32_t)type->upper;
-        return field;
-    case KEL_FORM_PADDED:
-        /* A fixed size keeps its blanks; otherwise the padding goes. */
-        *count = (uint32_t)type->upper;
-        if (!(size && size->lb == size->ub))
-            while (*count && (field[*count - 1] == ' ' || field[*count - 1] == 0))
-                --*count;
-        return field;
-    case KEL_FORM_NULLTERM:
-        *count = (uint32_t)strlen((const char *)field);
-        return field;
-    case KEL_FORM_NULLTERM_PTR:
-        record = *(unsigned char *const *)(const void *)field;
-        *count = (uint32_t)strlen((const char *)record);
-        return record;
-    default: /* KEL_FORM_UNBOUNDED, KEL_FORM_UTF8, KEL_FORM_BMP, KEL_FORM_UNIVERSAL */
-        *count = unbounded->length;
-        return unbounded->value;
-    }
-}
-
 static void encode_chars(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
 {
     const KelPerString *desc = kel_per_size_of(type);
     uint32_t count;
-    const unsigned char *chars = string_chars(type, field, desc, &count);
+    const unsigned char *chars = kel_string_units(type, field, desc && desc->lb == desc->ub, &count);
     const uint8_t extension = kel_per_size_extended(desc, count) ? 0x80 : 0;
 
     if (type->form == KEL_FORM_BMP)
@@ -334,12 +294,12 @@ static void decode_chars(KelGlobal *world, const KelTypeDesc *type, unsigned cha
         unbounded->length = (uint32_t)_kel_pdec_unistr(world, (uint32_t **)(void *)&unbounded->value, desc);
         return;
     case KEL_FORM_VARYING:
-        *(uint32_t *)(void *)field = km ? _kel_pdec_va_kmstr(world, field + VARYING_HEADER, desc)
-                                        : _kel_pdec_va_nkmstr_ia(world, field + VARYING_HEADER, (uint32_t)type->upper);
+        *(uint32_t *)(void *)field = km ? _kel_pdec_va_kmstr(world, field + KEL_VARYING_HEADER, desc)
+                                        : _kel_pdec_va_nkmstr_ia(world, field + KEL_VARYING_HEADER, (uint32_t)type->upper);
         return;
     case KEL_FORM_VARYING_PTR: {
-        const int32_t n = km ? _kel_pdec_vap_kmstr(world, pointer, VARYING_HEADER, desc)
-                             : _kel_pdec_vap_nkmstr_ia(world, pointer, VARYING_HEADER);
+        const int32_t n = km ? _kel_pdec_vap_kmstr(world, pointer, KEL_VARYING_HEADER, desc)
+                             : _kel_pdec_vap_nkmstr_ia(world, pointer, KEL_VARYING_HEADER);
         *(uint32_t *)*pointer = (uint32_t)n;
         return;
     }
@@ -413,11 +373,11 @@ static void encode_bits(KelGlobal *world, const KelTypeDesc *type, const unsigne
     }
     if (type->form == KEL_FORM_VARYING) {
         n = *(const uint32_t *)(const void *)field;
-        bits = field + VARYING_HEADER;
+        bits = field + KEL_VARYING_HEADER;
     } else if (type->form == KEL_FORM_VARYING_PTR) {
         const unsigned char *record = *(unsigned char *const *)(const void *)field;
         n = *(const uint32_t *)(const void *)record;
-        bits = record + VARYING_HEADER;
+        bits = record + KEL_VARYING_HEADER;
     } else {
         n = unbounded->length;
         bits = unbounded->value;
@@ -450,12 +410,12 @@ static void decode_bits(KelGlobal *world, const KelTypeDesc *type, unsigned char
     }
     case KEL_FORM_VARYING:
         *(uint32_t *)(void *)field =
-            constrained ? _kel_pdec_constr_vbit_ia(world, field + VARYING_HEADER, size->lb, size->ub)
-                        : _kel_pdec_unconstr_vbit_ia(world, field + VARYING_HEADER, (uint32_t)(type->upper + 7) / 8);
+            constrained ? _kel_pdec_constr_vbit_ia(world, field + KEL_VARYING_HEADER, size->lb, size->ub)
+                        : _kel_pdec_unconstr_vbit_ia(world, field + KEL_VARYING_HEADER, (uint32_t)(type->upper + 7) / 8);
         return;
     case KEL_FORM_VARYING_PTR: {
-        const uint32_t n = constrained ? _kel_pdec_constr_vbit_ptr_ia(world, pointer, VARYING_HEADER, size->lb, size->ub)
-                                       : _kel_pdec_unconstr_vbit_ptr_ia(world, pointer, VARYING_HEADER);
+        const uint32_t n = constrained ? _kel_pdec_constr_vbit_ptr_ia(world, pointer, KEL_VARYING_HEADER, size->lb, size->ub)
+                                       : _kel_pdec_unconstr_vbit_ptr_ia(world, pointer, KEL_VARYING_HEADER);
         *(uint32_t *)*pointer = n;
         return;
     }
@@ -470,7 +430,7 @@ static void encode_octets(KelGlobal *world, const KelTypeDesc *type, const unsig
 {
     const KelPerString *size = kel_per_size_of(type);
     uint32_t n;
-    const unsigned char *octets = string_chars(type, field, size, &n);
+    const unsigned char *octets = kel_string_units(type, field, size && size->lb == size->ub, &n);
 
     if (kel_per_put_size_bit(world, size, n) || !has_bounds(size))
         _kel_penc_unconstr_oct_l(world, octets, n);
@@ -493,12 +453,12 @@ static void decode_octets(KelGlobal *world, const KelTypeDesc *type, unsigned ch
         return;
     case KEL_FORM_VARYING:
         *(uint32_t *)(void *)field =
-            constrained ? _kel_pdec_constr_voct_ia(world, field + VARYING_HEADER, size->lb, size->ub)
-                        : _kel_pdec_unconstr_voct_ia(world, field + VARYING_HEADER, (uint32_t)type->upper);
+            constrained ? _kel_pdec_constr_voct_ia(world, field + KEL_VARYING_HEADER, size->lb, size->ub)
+                        : _kel_pdec_unconstr_voct_ia(world, field + KEL_VARYING_HEADER, (uint32_t)type->upper);
         return;
     case KEL_FORM_VARYING_PTR: {
-        const uint32_t n = constrained ? _kel_pdec_constr_voct_ptr_ia(world, pointer, VARYING_HEADER, size->lb, size->ub)
-                                       : _kel_pdec_unconstr_voct_ptr_ia(world, pointer, VARYING_HEADER);
+        const uint32_t n = constrained ? _kel_pdec_constr_voct_ptr_ia(world, pointer, KEL_VARYING_HEADER, size->lb, size->ub)
+                                       : _kel_pdec_unconstr_voct_ptr_ia(world, pointer, KEL_VARYING_HEADER);
         *(uint32_t *)*pointer = n;
         return;
     }

@@ -65,6 +65,49 @@ static inline unsigned kel_universal_number(const KelTypeDesc *type)
     return type->tagCount && (own->classNumber & 0xC000u) == 0 ? own->classNumber & 0x3FFFu : 0;
 }
 
+/* Octets in front of the value in the VARYING memory forms: the count. */
+#define KEL_VARYING_HEADER 4u
+
+/* The units of a string value (octets, bits, or 16- or 32-bit characters)
+ * and their count, by memory form.  A padded value loses its trailing
+ * blanks unless its size is fixed (`keepBlanks`). */
+static inline const unsigned char *kel_string_units(const KelTypeDesc *type, const unsigned char *field,
+                                                    int keepBlanks, uint32_t *count)
+{
+    const KelUnboundedString *unbounded = (const KelUnboundedString *)(const void *)field;
+    const unsigned char *record;
+
+    switch (type->form) {
+    case KEL_FORM_VARYING:
+        *count = *(const uint32_t *)(const void *)field;
+        return field + KEL_VARYING_HEADER;
+    case KEL_FORM_VARYING_PTR:
+        record = *(unsigned char *const *)(const void *)field;
+        *count = *(const uint32_t *)(const void *)record;
+        return record + KEL_VARYING_HEADER;
+    case KEL_FORM_FIXED:
+        *count = (uint32_t)type->upper;
+        return field;
+    case KEL_FORM_PADDED:
+        *count = (uint32_t)type->upper;
+        if (!keepBlanks)
+            while (*count && (field[*count - 1] == ' ' || field[*count - 1] == 0))
+                --*count;
+        return field;
+    case KEL_FORM_NULLTERM:
+        *count = (uint32_t)strlen((const char *)field);
+        return field;
+    case KEL_FORM_NULLTERM_PTR:
+    case KEL_FORM_TIME_TEXT:
+        record = *(unsigned char *const *)(const void *)field;
+        *count = (uint32_t)strlen((const char *)record);
+        return record;
+    default: /* UNBOUNDED, UTF8, BMP, UNIVERSAL, OID_ENCODED */
+        *count = unbounded->length;
+        return unbounded->value;
+    }
+}
+
 static inline int kel_has_own_tag(const KelTypeDesc *type)
 {
     return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
