@@ -186,13 +186,7 @@ static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
 
 static void decode_component(Walk *w, const KelComponent *c, unsigned char *record)
 {
-    unsigned char *field = record + c->offset;
-    if (c->flags & KEL_COMP_POINTER) {
-        field = kel_walk_new_value(w->world, c->type);
-        *(void **)(void *)(record + c->offset) = field;
-    }
-    if (c->presenceBit)
-        *(uint32_t *)(void *)record |= 1u << (c->presenceBit - 1);
+    unsigned char *field = kel_walk_place(w->world, c, record);
     decode_value(w, c->type, field);
 }
 

@@ -203,6 +203,20 @@ static inline unsigned char *kel_walk_new_value(KelGlobal *world, const KelTypeD
     return value;
 }
 
+/* The place a component's decoded value goes: its field in the record, or
+ * a fresh piece the field points to; the component is marked present. */
+static inline unsigned char *kel_walk_place(KelGlobal *world, const KelComponent *c, unsigned char *record)
+{
+    unsigned char *field = record + c->offset;
+    if (c->flags & KEL_COMP_POINTER) {
+        field = kel_walk_new_value(world, c->type);
+        *(void **)(void *)(record + c->offset) = field;
+    }
+    if (c->presenceBit)
+        *(uint32_t *)(void *)record |= 1u << (c->presenceBit - 1);
+    return field;
+}
+
 static inline void kel_walk_enter(Walk *w)
 {
     if (++w->depth > w->limit && w->limit)
