@@ -188,32 +188,38 @@ void skip_recurrence(KelGlobal *world) {
         _kel_pskip_int(world);
 }
 
-const char *encode_piece(KelGlobal *world, const char *text, Piece piece, uint32_t digits) {
+// The fixed field a piece of the mixed form is, with its highest value
+// there (minutes 59, seconds 60); no field for the other pieces.
+struct FixedPiece {
+    const Field *field;
+    uint32_t high;
+};
+
+constexpr FixedPiece fixed_piece(Piece piece) {
     switch (piece) {
-    case Piece::Century:
-        return _kel_pe_t_century(world, text);
+    case Piece::Century: return {&kCentury, kCentury.high};
+    case Piece::Month: return {&kMonth, kMonth.high};
+    case Piece::DayOfMonth: return {&kDayOfMonth, kDayOfMonth.high};
+    case Piece::DayOfYear: return {&kDayOfYear, kDayOfYear.high};
+    case Piece::Week: return {&kWeek, kWeek.high};
+    case Piece::DayOfWeek: return {&kDayOfWeek, kDayOfWeek.high};
+    case Piece::Hours: return {&kHours, kHours.high};
+    case Piece::Minutes: return {&kMinsOrSecs, 59};
+    case Piece::Seconds: return {&kMinsOrSecs, 60};
+    default: return {nullptr, 0};
+    }
+}
+
+const char *encode_piece(KelGlobal *world, const char *text, Piece piece, uint32_t digits) {
+    if (const FixedPiece f = fixed_piece(piece); f.field)
+        return put_field(world, text, *f.field, f.high);
+    switch (piece) {
     case Piece::AnyCentury:
         return _kel_pe_t_any_century(world, text);
     case Piece::Year:
         return _kel_pe_t_year(world, text);
     case Piece::AnyYear:
         return _kel_pe_t_any_year(world, text);
-    case Piece::Month:
-        return put_field(world, text, kMonth, kMonth.high);
-    case Piece::DayOfMonth:
-        return put_field(world, text, kDayOfMonth, kDayOfMonth.high);
-    case Piece::DayOfYear:
-        return put_field(world, text, kDayOfYear, kDayOfYear.high);
-    case Piece::Week:
-        return put_field(world, text, kWeek, kWeek.high);
-    case Piece::DayOfWeek:
-        return put_field(world, text, kDayOfWeek, kDayOfWeek.high);
-    case Piece::Hours:
-        return put_field(world, text, kHours, kHours.high);
-    case Piece::Minutes:
-        return put_field(world, text, kMinsOrSecs, 59);
-    case Piece::Seconds:
-        return put_field(world, text, kMinsOrSecs, 60);
     case Piece::Fraction:
         return _kel_pe_t_time_fraction(world, text, digits);
     case Piece::Zulu:
@@ -222,36 +228,22 @@ const char *encode_piece(KelGlobal *world, const char *text, Piece piece, uint32
         return text + 1;
     case Piece::Difference:
         return _kel_pe_t_time_diff(world, text);
+    default:
+        break;
     }
     out_of_range(world);
 }
 
 char *decode_piece(KelGlobal *world, char *out, Piece piece, uint32_t digits) {
+    if (const FixedPiece f = fixed_piece(piece); f.field)
+        return get_field(world, out, *f.field, f.high);
     switch (piece) {
-    case Piece::Century:
-        return get_field(world, out, kCentury, kCentury.high);
     case Piece::AnyCentury:
         return _kel_pd_t_any_century(world, out, kMixedDigitLimit);
     case Piece::Year:
         return _kel_pd_t_year(world, out);
     case Piece::AnyYear:
         return _kel_pd_t_any_year(world, out, kMixedDigitLimit);
-    case Piece::Month:
-        return get_field(world, out, kMonth, kMonth.high);
-    case Piece::DayOfMonth:
-        return get_field(world, out, kDayOfMonth, kDayOfMonth.high);
-    case Piece::DayOfYear:
-        return get_field(world, out, kDayOfYear, kDayOfYear.high);
-    case Piece::Week:
-        return get_field(world, out, kWeek, kWeek.high);
-    case Piece::DayOfWeek:
-        return get_field(world, out, kDayOfWeek, kDayOfWeek.high);
-    case Piece::Hours:
-        return get_field(world, out, kHours, kHours.high);
-    case Piece::Minutes:
-        return get_field(world, out, kMinsOrSecs, 59);
-    case Piece::Seconds:
-        return get_field(world, out, kMinsOrSecs, 60);
     case Piece::Fraction:
         return _kel_pd_t_time_fraction(world, out, digits);
     case Piece::Zulu:
@@ -259,40 +251,29 @@ char *decode_piece(KelGlobal *world, char *out, Piece piece, uint32_t digits) {
         return out + 1;
     case Piece::Difference:
         return _kel_pd_t_time_diff(world, out);
+    default:
+        break;
     }
     out_of_range(world);
 }
 
 void skip_piece(KelGlobal *world, Piece piece) {
+    if (const FixedPiece f = fixed_piece(piece); f.field)
+        return skip_field(world, *f.field);
     switch (piece) {
-    case Piece::Century:
-        return skip_field(world, kCentury);
     case Piece::AnyCentury:
     case Piece::AnyYear:
         return _kel_pskip_int(world);
     case Piece::Year:
         return _kel_ps_t_year(world);
-    case Piece::Month:
-        return skip_field(world, kMonth);
-    case Piece::DayOfMonth:
-        return skip_field(world, kDayOfMonth);
-    case Piece::DayOfYear:
-        return skip_field(world, kDayOfYear);
-    case Piece::Week:
-        return skip_field(world, kWeek);
-    case Piece::DayOfWeek:
-        return skip_field(world, kDayOfWeek);
-    case Piece::Hours:
-        return skip_field(world, kHours);
-    case Piece::Minutes:
-    case Piece::Seconds:
-        return skip_field(world, kMinsOrSecs);
     case Piece::Fraction:
         return skip_fraction_value(world);
     case Piece::Zulu:
         return;
     case Piece::Difference:
         return _kel_ps_t_time_diff(world);
+    default: /* the fixed fields, above */
+        return;
     }
 }
 
