@@ -86,9 +86,12 @@ struct KelWorldExt {
     uint32_t jsonFlags;
     // Small freed blocks kept for reuse by the default memory functions.
     struct KelPieceCache *pieceCache;
+    // OER: the tag that an extension frame repeats ahead of its length; the
+    // generated code sets it through _kel_oenc_repeat_tag.
+    uint32_t oerRepeatTag;
     // Per-call state of the later rule families (text decoders' start
     // pointer, debug hook buffers and the like).
-    uint32_t familyState[16];
+    uint32_t familyState[15];
 };
 
 namespace kel {

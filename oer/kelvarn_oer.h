@@ -242,6 +242,97 @@ KEL_API char *_kel_odec_real_8decimal(KelGlobal *world);
 KEL_API uint32_t _kel_odec_real_mixed(KelGlobal *world, void *value);
 
 /* ------------------------------------------------------------------------ */
+/* Extensions, open types and skipping                                       */
+/* ------------------------------------------------------------------------ */
+
+/* Frames an extension addition, an alternative beyond the root or an open
+ * type: begin reserves one octet for the length, end writes the length
+ * (moving the content up when the length needs more octets) and returns the
+ * content's size.  After begin the generated code may set the frame's
+ * bitOffset word (the content must not be empty: an empty one becomes the
+ * octet 0) and its last word (copies of the repeat tag to write ahead of the
+ * length). */
+KEL_API void _kel_oenc_begin_ext(KelGlobal *world, KelPushFrame *frame);
+KEL_API int32_t _kel_oenc_end_ext(KelGlobal *world, KelPushFrame *frame);
+/* The tag that end_ext repeats: one to three octets, first octet highest. */
+KEL_API void _kel_oenc_repeat_tag(KelGlobal *world, uint32_t tag);
+/* A kept alternative or addition written back: its tag, its length and its
+ * octets as they were decoded. */
+KEL_API void _kel_oenc_rsf_ext(KelGlobal *world, uint32_t tag, uint32_t length, const unsigned char *bytes);
+/* The extension additions presence bitmap: the known bits, then the bits of
+ * kept unknown additions. */
+KEL_API void _kel_oenc_rsf_ext_bitmask(KelGlobal *world, const unsigned char *known, uint32_t knownCount,
+                                       const unsigned char *unknown, uint32_t unknownCount);
+KEL_API KEL_NORETURN void _kel_oenc_not_supported(KelGlobal *world, uintptr_t unused, const char *typeName);
+KEL_API KEL_NORETURN void _kel_odec_not_supported(KelGlobal *world, void *field, const char *typeName);
+/* A decoded presence bitmap: not empty, padding clear, some bit set. */
+KEL_API void _kel_odec_check_eapb(KelGlobal *world, const unsigned char *bits, uint32_t count);
+/* Steps over the additions whose bits are set from `first` to end - 1;
+ * answers 1 if it stepped over any. */
+KEL_API uint32_t _kel_odec_skip_unknown(KelGlobal *world, const unsigned char *bits, uint32_t first,
+                                        uint32_t end);
+
+/* ------------------------------------------------------------------------ */
+/* TIME types and the useful times                                           */
+/* ------------------------------------------------------------------------ */
+
+/* Encoders take the text of a time value and answer the pointer behind what
+ * they consumed; decoders write text at `out` and answer the pointer behind
+ * what they wrote; skips step over a value.  `any` years carry a sign and
+ * may have more than four digits; their decoders take a digit limit. */
+KEL_API const char *_kel_oenc_t_year(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_any_year(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_year_month(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_any_year_month(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_date(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_any_date(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_hours(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_minutes(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_daytime(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_daytime_fraction(KelGlobal *world, const char *text, uint32_t digits);
+KEL_API const char *_kel_oenc_t_hours_diff(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_minutes_diff(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_daytime_diff(KelGlobal *world, const char *text);
+KEL_API const char *_kel_oenc_t_daytime_diff_fraction(KelGlobal *world, const char *text, uint32_t digits);
+KEL_API const char *_kel_oenc_t_duration_interval(KelGlobal *world, const char *text);
+/* Any date-time text in its canonical form behind a length. */
+KEL_API void _kel_oenc_nlltrm_date_time(KelGlobal *world, const char *text);
+
+KEL_API char *_kel_odec_t_year(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_any_year(KelGlobal *world, char *out, uint32_t digitLimit);
+KEL_API char *_kel_odec_t_year_month(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_any_year_month(KelGlobal *world, char *out, uint32_t digitLimit);
+KEL_API char *_kel_odec_t_date(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_any_date(KelGlobal *world, char *out, uint32_t digitLimit);
+KEL_API char *_kel_odec_t_hours(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_minutes(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_daytime(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_daytime_fraction(KelGlobal *world, char *out, uint32_t digits);
+KEL_API char *_kel_odec_t_hours_diff(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_minutes_diff(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_daytime_diff(KelGlobal *world, char *out);
+KEL_API char *_kel_odec_t_daytime_diff_fraction(KelGlobal *world, char *out, uint32_t digits);
+KEL_API char *_kel_odec_t_duration_interval(KelGlobal *world, char *out);
+
+KEL_API void _kel_oskip_t_year(KelGlobal *world);
+KEL_API void _kel_oskip_t_date(KelGlobal *world);
+KEL_API void _kel_oskip_t_any_date(KelGlobal *world);
+KEL_API void _kel_oskip_t_hours(KelGlobal *world);
+KEL_API void _kel_oskip_t_minutes(KelGlobal *world);
+KEL_API void _kel_oskip_t_daytime(KelGlobal *world);
+KEL_API void _kel_oskip_t_daytime_fraction(KelGlobal *world);
+KEL_API void _kel_oskip_t_minutes_diff(KelGlobal *world);
+KEL_API void _kel_oskip_t_daytime_diff(KelGlobal *world);
+KEL_API void _kel_oskip_t_daytime_diff_fraction(KelGlobal *world);
+KEL_API void _kel_oskip_t_duration_interval(KelGlobal *world);
+
+/* GeneralizedTime and UTCTime: the text behind a length. */
+KEL_API void _kel_oenc_gtime(KelGlobal *world, const KelTimeStruct *value);
+KEL_API void _kel_oenc_utime(KelGlobal *world, const KelTimeStruct *value);
+KEL_API void _kel_odec_gtime(KelGlobal *world, KelTimeStruct *value);
+KEL_API void _kel_odec_utime(KelGlobal *world, KelTimeStruct *value);
+
+/* ------------------------------------------------------------------------ */
 /* Drivers                                                                   */
 /* ------------------------------------------------------------------------ */
 

@@ -1141,6 +1141,9 @@ class Runner {
                 continue;
             const Rule *rule = find_rule(name);
             if (!rule || !world || !supports(file, *rule, type)) {
+                if (rule && world)
+                    std::fprintf(stderr, "%s %s: skipped, the stand-in can't code the type under this rule\n",
+                                 label.c_str(), name.c_str());
                 totals_.skipped++;
                 byRule_[name].skipped++;
                 continue;

@@ -1,0 +1,3 @@
+/* personnel_a2_oer.c - the OER and COER encoders and decoders (being written). */
+#include "kelvarn_oer.h"
+#include "personnel_a2.h"
