@@ -2,7 +2,8 @@
  * personnel_codefile.c - the code file of the module PersonnelRecordA1, in
  * the shape a compiler emits it: per type a straight line of BER primitive
  * calls for the encoder and the decoder, a free function, the control table.
- * The PER encoders and decoders are in personnel_per.c.
+ * The PER encoders and decoders are in personnel_per.c, the OER and COER
+ * ones in personnel_oer.c.
  *
  * The encoder writes backward, the last component first.  DER and CER put
  * the components of a SET in the order of their tags (APPLICATION 2 before
@@ -14,7 +15,9 @@
 #include <string.h>
 
 #include "kelvarn_ber.h"
+#include "kelvarn_oer.h"
 #include "personnel.h"
+#include "personnel_oer.h"
 #include "personnel_per.h"
 
 /* Identifier octets, header form (the constructed bit included). */
@@ -393,15 +396,25 @@ static int personnel_free(KelGlobal *w, int pdu, void *value)
     return 0;
 }
 
-/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3)
- * and CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80 };
+/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3),
+ * CER (7), OER (12) and COER (13). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 };
+
+static KelXApiTable xapi = {
+    .oerVersion = 0,
+    .oerEncode = personnel_oer_encode,
+    /* the OER decoder entry answers the value; it stands in the common slot */
+    .oerDecode = (KelDecodeFn)(void (*)(void))personnel_oer_decode,
+};
 
 static void personnel_init(KelGlobal *w)
 {
     kelLinkBer(w);
     kelLinkPer(w);
-    kelPrivateSetMoreFlags(w, 8, ruleMap);
+    kelLinkOerE(w);
+    kelLinkOerD(w);
+    kelPrivateSetMoreFlags(w, 16, ruleMap);
+    kelInitXAPIentries(w, &xapi);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 

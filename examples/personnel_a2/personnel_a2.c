@@ -12,12 +12,14 @@
  * its length 1..64 is a 6-bit field.  Initial has a fixed size of one and no
  * length.  Date's ten digits take 4 bits as indexes, eight of them with no
  * length.  The title keeps VisibleString's own codes behind an unconstrained
- * length.
+ * length.  The OER and COER encoders and decoders are in personnel_a2_oer.c.
  */
 #include <string.h>
 
+#include "kelvarn_oer.h"
 #include "kelvarn_per.h"
 #include "personnel_a2.h"
+#include "personnel_a2_oer.h"
 
 /* A fragment of a length determinant covers a multiple of 16K items. */
 #define FRAGMENT_UNIT 16384u
@@ -202,14 +204,25 @@ static int personnel_a2_free(KelGlobal *w, int pdu, void *value)
     return 0;
 }
 
-/* The code file serves aligned (1) and unaligned (2) PER. */
-static unsigned char ruleMap[] = { 0x02 | 0x04 };
+/* The code file serves aligned (1) and unaligned (2) PER, OER (12) and
+ * COER (13). */
+static unsigned char ruleMap[] = { 0x02 | 0x04, 0x10 | 0x20 };
 
-/* PER is the only family here, so a new world starts in aligned PER. */
+static KelXApiTable xapi = {
+    .oerVersion = 0,
+    .oerEncode = personnel_a2_oer_encode,
+    /* the OER decoder entry answers the value; it stands in the common slot */
+    .oerDecode = (KelDecodeFn)(void (*)(void))personnel_a2_oer_decode,
+};
+
+/* BER is not served here, so a new world starts in aligned PER. */
 static void personnel_a2_init(KelGlobal *w)
 {
     kelLinkPer(w);
-    kelPrivateSetMoreFlags(w, 8, ruleMap);
+    kelLinkOerE(w);
+    kelLinkOerD(w);
+    kelPrivateSetMoreFlags(w, 16, ruleMap);
+    kelInitXAPIentries(w, &xapi);
     w->encRules = KEL_PER_ALIGNED;
 }
 
