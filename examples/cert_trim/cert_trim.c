@@ -1,7 +1,8 @@
 /*
  * cert_trim.c - the code file of the module CertTrim, in the shape a
  * compiler emits it: per type a straight line of BER primitive calls for the
- * encoder and the decoder, the free function, the control table.
+ * encoder and the decoder, the free function, the control table.  The OER
+ * and COER encoders and decoders are in cert_trim_oer.c.
  *
  * The encoder writes backward, last component first.  Under DER the
  * attributes of a RelativeDistinguishedName (SET OF) go through the block
@@ -15,7 +16,9 @@
 #include <string.h>
 
 #include "cert_trim.h"
+#include "cert_trim_oer.h"
 #include "kelvarn_ber.h"
+#include "kelvarn_oer.h"
 
 /* Identifier octets, header form (the constructed bit included). */
 enum {
@@ -568,7 +571,7 @@ static int cert_free(KelGlobal *w, int pdu, void *value)
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static void enter_pdu(KelGlobal *w, int pdu)
+void cert_enter_pdu(KelGlobal *w, int pdu)
 {
     if (pdu != Certificate_PDU)
         _kel_enc_error(w, MSG_PDU_RANGE, (uint32_t)pdu);
@@ -582,7 +585,7 @@ static int cert_encode(KelGlobal *w, int pdu, void *value)
     int32_t rem = w->userBuffer ? w->outRemaining : 0;
     int32_t total;
 
-    enter_pdu(w, pdu);
+    cert_enter_pdu(w, pdu);
     total = encode_Certificate(w, &pos, &rem, value);
     if (w->userBuffer) {
         w->outPos = pos;
@@ -598,20 +601,30 @@ static int cert_encode(KelGlobal *w, int pdu, void *value)
 static int cert_decode(KelGlobal *w, int *pdu, void **value)
 {
     Certificate *certificate;
-    enter_pdu(w, *pdu);
+    cert_enter_pdu(w, *pdu);
     certificate = _kel_dec_getmem(w, sizeof *certificate);
     decode_Certificate(w, certificate);
     *value = certificate;
     return 0;
 }
 
-/* The code file serves BER (0), DER (3) and CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80 };
+/* The code file serves BER (0), DER (3), CER (7), OER (12) and COER (13). */
+static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80, 0x10 | 0x20 };
+
+static KelXApiTable xapi = {
+    .oerVersion = 0,
+    .oerEncode = cert_oer_encode,
+    /* the OER decoder entry answers the value; it stands in the common slot */
+    .oerDecode = (KelDecodeFn)(void (*)(void))cert_oer_decode,
+};
 
 static void cert_init(KelGlobal *w)
 {
     kelLinkBer(w);
-    kelPrivateSetMoreFlags(w, 8, ruleMap);
+    kelLinkOerE(w);
+    kelLinkOerD(w);
+    kelPrivateSetMoreFlags(w, 16, ruleMap);
+    kelInitXAPIentries(w, &xapi);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 

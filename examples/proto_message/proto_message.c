@@ -2,7 +2,8 @@
  * proto_message.c - the code file of the module ProtoMessage, in the shape a
  * compiler emits it: per type a straight line of BER primitive calls for the
  * encoder and the decoder, the free function, the control table.  The PER
- * encoders and decoders are in proto_message_per.c.
+ * encoders and decoders are in proto_message_per.c, the OER and COER ones in
+ * proto_message_oer.c.
  *
  * Every component carries its automatic context tag [n]; a CHOICE is tagged
  * explicitly, so Body's tag encloses the alternative's own.  The encoder
@@ -13,7 +14,9 @@
  * and steps over extension additions it doesn't know.
  */
 #include "kelvarn_ber.h"
+#include "kelvarn_oer.h"
 #include "proto_message.h"
+#include "proto_message_oer.h"
 #include "proto_message_per.h"
 
 /* Identifier octets, header form: context [n] primitive or constructed. */
@@ -512,15 +515,25 @@ static int proto_free(KelGlobal *w, int pdu, void *value)
     return 0;
 }
 
-/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3)
- * and CER (7). */
-static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80 };
+/* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3),
+ * CER (7), OER (12) and COER (13). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 };
+
+static KelXApiTable xapi = {
+    .oerVersion = 0,
+    .oerEncode = proto_oer_encode,
+    /* the OER decoder entry answers the value; it stands in the common slot */
+    .oerDecode = (KelDecodeFn)(void (*)(void))proto_oer_decode,
+};
 
 static void proto_init(KelGlobal *w)
 {
     kelLinkBer(w);
     kelLinkPer(w);
-    kelPrivateSetMoreFlags(w, 8, ruleMap);
+    kelLinkOerE(w);
+    kelLinkOerD(w);
+    kelPrivateSetMoreFlags(w, 16, ruleMap);
+    kelInitXAPIentries(w, &xapi);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
 }
 
