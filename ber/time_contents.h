@@ -7,6 +7,7 @@
 #include <initializer_list>
 
 #include "internal.h"
+#include "kelvarn_stream.h"
 
 namespace kel::useful_time {
 

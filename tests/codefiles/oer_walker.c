@@ -1,7 +1,7 @@
 /*
  * oer_walker.c - the OER walker's simple types (BOOLEAN, NULL, INTEGER,
  * ENUMERATED, REAL, object identifiers, bit, octet and character strings,
- * times held as text), both directions, each through the primitive a
+ * times held as text or as a record), both directions, each through the primitive a
  * compiler picks for its constraint and memory form.  oer_walker_struct.c
  * walks the structures.
  *
@@ -72,7 +72,7 @@ int kel_oer_knows_simple(const KelTypeDesc *type)
     case KEL_KIND_RELATIVE_OID:
     case KEL_KIND_REAL: return 1;
     case KEL_KIND_UTC_TIME:
-    case KEL_KIND_GENERALIZED_TIME: return type->form == KEL_FORM_TIME_TEXT;
+    case KEL_KIND_GENERALIZED_TIME: return type->form == KEL_FORM_TIME_TEXT || type->form == KEL_FORM_TIME_STRUCT;
     default: return 0;
     }
 }
@@ -437,6 +437,23 @@ static void decode_real(KelGlobal *world, const KelTypeDesc *type, unsigned char
 /* Entries                                                                   */
 /* ------------------------------------------------------------------------ */
 
+/* A time held as a record goes out as its text behind a length. */
+static void encode_time(KelGlobal *world, const KelTypeDesc *type, const KelTimeStruct *value)
+{
+    if (type->kind == KEL_KIND_UTC_TIME)
+        _kel_oenc_utime(world, value);
+    else
+        _kel_oenc_gtime(world, value);
+}
+
+static void decode_time(KelGlobal *world, const KelTypeDesc *type, KelTimeStruct *value)
+{
+    if (type->kind == KEL_KIND_UTC_TIME)
+        _kel_odec_utime(world, value);
+    else
+        _kel_odec_gtime(world, value);
+}
+
 void kel_oer_encode_quantity(KelGlobal *world, uint32_t count)
 {
     _kel_oenc_uint(world, count);
@@ -457,9 +474,10 @@ void kel_oer_encode_simple(KelGlobal *world, const KelTypeDesc *type, const unsi
     case KEL_KIND_BIT_STRING: encode_bits(world, type, field); return;
     case KEL_KIND_UTC_TIME:
     case KEL_KIND_GENERALIZED_TIME:
-        if (!kel_oer_knows_simple(type))
-            _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
-        encode_string(world, type, field);
+        if (type->form == KEL_FORM_TIME_STRUCT)
+            encode_time(world, type, (const KelTimeStruct *)(const void *)field);
+        else
+            encode_string(world, type, field);
         return;
     case KEL_KIND_OCTET_STRING:
     case KEL_KIND_CHAR_STRING: encode_string(world, type, field); return;
@@ -480,9 +498,10 @@ void kel_oer_decode_simple(KelGlobal *world, const KelTypeDesc *type, unsigned c
     case KEL_KIND_BIT_STRING: decode_bits(world, type, field); return;
     case KEL_KIND_UTC_TIME:
     case KEL_KIND_GENERALIZED_TIME:
-        if (!kel_oer_knows_simple(type)) /* a time record: not in OER yet */
-            _kel_enc_error(world, MSG_NOT_IMPLEMENTED, 0);
-        decode_string(world, type, field);
+        if (type->form == KEL_FORM_TIME_STRUCT)
+            decode_time(world, type, (KelTimeStruct *)(void *)field);
+        else
+            decode_string(world, type, field);
         return;
     case KEL_KIND_OCTET_STRING:
     case KEL_KIND_CHAR_STRING: decode_string(world, type, field); return;

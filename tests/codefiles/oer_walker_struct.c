@@ -1,21 +1,26 @@
 /*
  * oer_walker_struct.c - the OER walker over structures (SEQUENCE, SET, their
- * OF forms, CHOICE) and the generated OER entries of every table-driven code
- * file.
+ * OF forms, CHOICE, open types) and the generated OER entries of every
+ * table-driven code file.
  *
- * SEQUENCE and SET: a preamble of one bit for each OPTIONAL or DEFAULT
- * component, filled up to whole octets with zero bits and left out when
- * there is no bit, then the components present (a SET's in canonical tag
- * order); a DEFAULT component equal to its default is left out.  CHOICE:
- * the outermost tag of the chosen alternative (class in the top two bits of
- * the first octet, the number in its six low bits, or 63 there and the
- * number in base 128 behind), then the alternative's value; an untagged
- * CHOICE alternative goes out under the tag of its own chosen alternative,
- * and writes that tag again itself.  SEQUENCE OF and SET OF: the count as a
- * length and the fewest octets, then the elements, a SET OF's sorted by
- * their encodings under COER.  Each structure entered
- * counts against the world's nesting limit.  Extensible types and open
- * types are not walked in OER yet.
+ * SEQUENCE and SET: a preamble of an extension bit when the type is
+ * extensible and one bit for each OPTIONAL or DEFAULT root component,
+ * filled up to whole octets with zero bits and left out when there is no
+ * bit; then the root components present (a SET's in canonical tag order); a
+ * DEFAULT component equal to its default is left out.  With the extension
+ * bit set, a presence bitmap of one bit per addition (a version bracket
+ * counts once, as a SEQUENCE of its own) as a bit string, and each present
+ * addition wrapped in a length.  CHOICE: the outermost tag of the chosen
+ * alternative (class in the top two bits of the first octet, the number in
+ * its six low bits, or 63 there and the number in base 128 behind), then the
+ * alternative's value, wrapped in a length when it is an addition; an
+ * untagged CHOICE alternative goes out under the tag of its own chosen
+ * alternative, and writes that tag again itself.  SEQUENCE OF and SET OF:
+ * the count as a length and the fewest octets, then the elements, a SET
+ * OF's sorted by their encodings under COER.  An open type: the value of the
+ * row its key selects, wrapped; an unknown key keeps the encoding.  Unknown
+ * additions and alternatives of extensible types are stepped over.  Each
+ * structure entered counts against the world's nesting limit.
  */
 #include <string.h>
 
@@ -24,7 +29,7 @@
 #include "walker_common.h"
 
 /* Messages raised here. */
-enum { MSG_END_OF_INPUT = 45, MSG_NOT_IMPLEMENTED = 2 };
+enum { MSG_END_OF_INPUT = 45 };
 
 /* The most components or alternatives a table has. */
 #define MAX_MEMBERS 64
@@ -34,20 +39,62 @@ static int is_optional(const KelComponent *c)
     return (c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_DEFAULT | KEL_COMP_POINTER)) != 0;
 }
 
-/* The members of a SEQUENCE in declared order, of a SET in canonical tag
- * order. */
-static uint32_t ordered(const KelTypeDesc *type, const KelComponent **out)
+static int is_addition(const KelComponent *c)
+{
+    return (c->flags & KEL_COMP_EXTENSION) != 0;
+}
+
+static int is_extensible(const KelTypeDesc *type)
+{
+    return (type->flags & KEL_DESC_EXTENSIBLE) != 0;
+}
+
+/* The root members of a SEQUENCE in declared order, of a SET in canonical
+ * tag order. */
+static uint32_t ordered_root(const KelTypeDesc *type, const KelComponent **out)
 {
     const int sorted = type->kind == KEL_KIND_SET;
     uint32_t n = 0, i, j;
     for (i = 0; i < type->componentCount; i++) {
         const KelComponent *c = &type->components[i];
+        if (is_addition(c))
+            continue;
         for (j = n; sorted && j > 0 && kel_canonical_tag(out[j - 1]) > kel_canonical_tag(c); j--)
             out[j] = out[j - 1];
         out[j] = c;
         n++;
     }
     return n;
+}
+
+/* Extension additions: a lone addition, or the run of a version bracket. */
+static uint32_t addition_end(const KelTypeDesc *type, uint32_t first)
+{
+    const uint8_t group = type->components[first].group;
+    uint32_t end = first + 1;
+    while (group && end < type->componentCount && type->components[end].group == group)
+        end++;
+    return end;
+}
+
+static uint32_t next_addition(const KelTypeDesc *type, uint32_t from)
+{
+    while (from < type->componentCount && !is_addition(&type->components[from]))
+        from++;
+    return from;
+}
+
+#define FOR_EACH_ADDITION(type, i) \
+    for (i = next_addition(type, 0); i < (type)->componentCount; i = next_addition(type, addition_end(type, i)))
+
+/* The members of the addition starting at `first`. */
+static uint32_t addition_members(const KelTypeDesc *type, uint32_t first, const KelComponent **out)
+{
+    const uint32_t end = addition_end(type, first);
+    uint32_t j;
+    for (j = first; j < end; j++)
+        out[j - first] = &type->components[j];
+    return end - first;
 }
 
 /* A tag as it stands on the wire, first octet highest. */
@@ -85,11 +132,22 @@ static int answers_to(const KelComponent *c, uint32_t tag)
     return 0;
 }
 
+static void set_bit(unsigned char *bits, uint32_t i)
+{
+    bits[i >> 3] |= (unsigned char)(0x80u >> (i & 7));
+}
+
+static int bit_at(const unsigned char *bits, uint32_t i)
+{
+    return bits[i >> 3] >> (7 - (i & 7)) & 1;
+}
+
 /* ------------------------------------------------------------------------ */
 /* Encoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field);
+static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
+                         unsigned char *record);
 
 static int omitted(const KelComponent *c, unsigned char *record)
 {
@@ -98,25 +156,87 @@ static int omitted(const KelComponent *c, unsigned char *record)
     return (c->flags & KEL_COMP_DEFAULT) && memcmp(record + c->offset, c->defaultValue, c->type->size) == 0;
 }
 
-static void encode_structure(Walk *w, const KelTypeDesc *type, unsigned char *record)
+static void encode_component(Walk *w, const KelComponent *c, unsigned char *record, const KelTypeDesc *parent)
 {
-    const KelComponent *members[MAX_MEMBERS];
-    const uint32_t n = ordered(type, members);
-    unsigned char preamble[MAX_MEMBERS / 8] = { 0 };
-    uint32_t bits = 0, i;
+    encode_value(w, c->type, kel_value_of(c, record), parent, record);
+}
 
+/* The preamble (`extended` is the extension bit, or -1 for none), then
+ * the members present. */
+static void encode_members(Walk *w, const KelComponent *const *members, uint32_t n, unsigned char *record,
+                           const KelTypeDesc *parent, int extended)
+{
+    unsigned char preamble[(MAX_MEMBERS + 1 + 7) / 8] = { 0 };
+    uint32_t bits = 0, i;
+    if (extended >= 0 && extended)
+        set_bit(preamble, 0);
+    bits = extended >= 0;
     for (i = 0; i < n; i++) {
         if (!is_optional(members[i]))
             continue;
         if (!omitted(members[i], record))
-            preamble[bits >> 3] |= (unsigned char)(0x80u >> (bits & 7));
+            set_bit(preamble, bits);
         bits++;
     }
     if (bits)
         _kel_oenc_append_bytes(w->world, preamble, (bits + 7) / 8);
     for (i = 0; i < n; i++)
         if (!omitted(members[i], record))
-            encode_value(w, members[i]->type, kel_value_of(members[i], record));
+            encode_component(w, members[i], record, parent);
+}
+
+static int addition_present(const KelTypeDesc *type, uint32_t first, unsigned char *record)
+{
+    uint32_t i, end = addition_end(type, first);
+    for (i = first; i < end; i++)
+        if (!omitted(&type->components[i], record))
+            return 1;
+    return 0;
+}
+
+/* The presence bitmap, then each present addition wrapped in a length. */
+static void encode_additions(Walk *w, const KelTypeDesc *type, unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    unsigned char bitmap[MAX_MEMBERS / 8] = { 0 };
+    uint32_t count = 0, i;
+
+    FOR_EACH_ADDITION(type, i) {
+        if (addition_present(type, i, record))
+            set_bit(bitmap, count);
+        count++;
+    }
+    _kel_oenc_rsf_ext_bitmask(world, bitmap, count, NULL, 0);
+    FOR_EACH_ADDITION(type, i) {
+        const KelComponent *group[MAX_MEMBERS];
+        KelPushFrame frame;
+        if (!addition_present(type, i, record))
+            continue;
+        _kel_oenc_begin_ext(world, &frame);
+        if (type->components[i].group)
+            encode_members(w, group, addition_members(type, i, group), record, type, -1);
+        else
+            encode_component(w, &type->components[i], record, type);
+        _kel_oenc_end_ext(world, &frame);
+    }
+}
+
+static void encode_structure(Walk *w, const KelTypeDesc *type, unsigned char *record)
+{
+    const KelComponent *root[MAX_MEMBERS];
+    const uint32_t n = ordered_root(type, root);
+    int extended = -1;
+    uint32_t i;
+
+    if (is_extensible(type)) {
+        extended = 0;
+        FOR_EACH_ADDITION(type, i) {
+            extended |= addition_present(type, i, record);
+        }
+    }
+    encode_members(w, root, n, record, type, extended);
+    if (extended > 0)
+        encode_additions(w, type, record);
 }
 
 static void encode_elements(Walk *w, const KelTypeDesc *type, unsigned char *field)
@@ -135,7 +255,7 @@ static void encode_elements(Walk *w, const KelTypeDesc *type, unsigned char *fie
     for (i = 0; i < list->count; i++, elements += element->size) {
         if (sorted)
             _kel_nextItem(world, &world->outRemaining);
-        encode_value(w, element, elements);
+        encode_value(w, element, elements, NULL, NULL);
     }
     if (sorted)
         _kel_endBlock(world, &world->outPos, &world->outRemaining, 0);
@@ -145,16 +265,41 @@ static void encode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
 {
     const uint32_t selector = *(const uint32_t *)(const void *)field;
     const KelComponent *chosen;
+    KelPushFrame frame;
 
     if (selector < 1 || selector > type->componentCount)
         _kel_enc_error(w->world, KEL_MSG_CHOICE_SELECTOR, selector);
     chosen = &type->components[selector - 1];
     put_tag(w->world, wire_tag(kel_value_tag(chosen, field)));
-    encode_value(w, chosen->type, kel_value_of(chosen, field));
+    if (!is_addition(chosen)) {
+        encode_component(w, chosen, field, type);
+        return;
+    }
+    _kel_oenc_begin_ext(w->world, &frame);
+    encode_component(w, chosen, field, type);
+    _kel_oenc_end_ext(w->world, &frame);
 }
 
-static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
+/* An open type: the value of the row it selects, or the encoding kept. */
+static void encode_open(Walk *w, const KelTypeDesc *type, unsigned char *field)
 {
+    const KelOpenType *open = (const KelOpenType *)(const void *)field;
+    KelPushFrame frame;
+    if (!open->decoded || open->pduNum < 1 || (uint32_t)open->pduNum > type->componentCount) {
+        _kel_oenc_octet_length(w->world, open->length);
+        _kel_oenc_append_bytes(w->world, (const unsigned char *)open->encoded, open->length);
+        return;
+    }
+    _kel_oenc_begin_ext(w->world, &frame);
+    encode_value(w, type->components[open->pduNum - 1].type, (unsigned char *)open->decoded, NULL, NULL);
+    _kel_oenc_end_ext(w->world, &frame);
+}
+
+static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
+                         unsigned char *record)
+{
+    (void)parent;
+    (void)record;
     switch (type->kind) {
     case KEL_KIND_SEQUENCE:
     case KEL_KIND_SET:
@@ -173,7 +318,7 @@ static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
         encode_choice(w, type, field);
         w->depth--;
         return;
-    case KEL_KIND_OPEN_TYPE: _kel_enc_error(w->world, MSG_NOT_IMPLEMENTED, 0); return;
+    case KEL_KIND_OPEN_TYPE: encode_open(w, type, field); return;
     default: kel_oer_encode_simple(w->world, type, field); return;
     }
 }
@@ -182,21 +327,30 @@ static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
 /* Decoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
-static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field);
+static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
+                         unsigned char *record);
 
-static void decode_component(Walk *w, const KelComponent *c, unsigned char *record)
+static void decode_component(Walk *w, const KelComponent *c, unsigned char *record, const KelTypeDesc *parent)
 {
     unsigned char *field = kel_walk_place(w->world, c, record);
-    decode_value(w, c->type, field);
+    decode_value(w, c->type, field, parent, record);
 }
 
-static void decode_structure(Walk *w, const KelTypeDesc *type, unsigned char *record)
+/* An absent member: its default, or nothing. */
+static void absent(const KelComponent *c, unsigned char *record)
+{
+    if (c->flags & KEL_COMP_DEFAULT)
+        memcpy(record + c->offset, c->defaultValue, c->type->size);
+}
+
+/* The preamble, then the members it marks present.  Answers the extension
+ * bit when `extensible`. */
+static int decode_members(Walk *w, const KelComponent *const *members, uint32_t n, unsigned char *record,
+                          const KelTypeDesc *parent, int extensible)
 {
     KelGlobal *world = w->world;
-    const KelComponent *members[MAX_MEMBERS];
-    const uint32_t n = ordered(type, members);
-    unsigned char preamble[MAX_MEMBERS / 8];
-    uint32_t bits = 0, i;
+    unsigned char preamble[(MAX_MEMBERS + 1 + 7) / 8];
+    uint32_t bits = (uint32_t)extensible, i;
 
     for (i = 0; i < n; i++)
         bits += (uint32_t)is_optional(members[i]);
@@ -205,16 +359,84 @@ static void decode_structure(Walk *w, const KelTypeDesc *type, unsigned char *re
             _kel_enc_error(world, MSG_END_OF_INPUT, 0);
         _kel_odec_read_octets(world, preamble, (bits + 7) / 8);
     }
-    memset(record, 0, type->size);
-    for (i = 0, bits = 0; i < n; i++) {
+    for (i = 0, bits = (uint32_t)extensible; i < n; i++) {
         const KelComponent *c = members[i];
-        const int present = !is_optional(c) || (preamble[bits >> 3] >> (7 - (bits & 7)) & 1u);
+        const int present = !is_optional(c) || bit_at(preamble, bits);
         bits += (uint32_t)is_optional(c);
         if (present)
-            decode_component(w, c, record);
-        else if (c->flags & KEL_COMP_DEFAULT)
-            memcpy(record + c->offset, c->defaultValue, c->type->size);
+            decode_component(w, c, record, parent);
+        else
+            absent(c, record);
     }
+    return extensible && bit_at(preamble, 0);
+}
+
+/* The content of one length: the reader is held inside it, and content
+ * the value left unread is stepped over. */
+static const unsigned char *open_content(KelGlobal *world, uint32_t *length, int32_t *outside)
+{
+    const uint32_t n = (uint32_t)_kel_odec_length(world);
+    *length = n;
+    *outside = world->inRemaining - (int32_t)n;
+    world->inRemaining = (int32_t)n;
+    return world->inPos;
+}
+
+static void close_content(KelGlobal *world, const unsigned char *start, uint32_t length, int32_t outside)
+{
+    if (world->inPos != start + length)
+        _kel_odec_check_bytes(world, start, length);
+    world->inRemaining = outside;
+}
+
+static void decode_additions(Walk *w, const KelTypeDesc *type, unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    unsigned char local[16], *bits = local;
+    const uint32_t length = (uint32_t)_kel_odec_length(world);
+    uint32_t count, i, j, k = 0;
+
+    if (length > sizeof local)
+        bits = (unsigned char *)_kel_dec_gettempmem(world, length);
+    count = _kel_odec_bits_by_len(world, bits, length);
+    _kel_odec_check_eapb(world, bits, count);
+    FOR_EACH_ADDITION(type, i) {
+        const KelComponent *group[MAX_MEMBERS];
+        const uint32_t end = addition_end(type, i);
+        const unsigned char *start;
+        uint32_t size;
+        int32_t outside;
+        if (k >= count || !bit_at(bits, k++)) {
+            for (j = i; j < end; j++)
+                absent(&type->components[j], record);
+            continue;
+        }
+        start = open_content(world, &size, &outside);
+        if (type->components[i].group)
+            decode_members(w, group, addition_members(type, i, group), record, type, 0);
+        else
+            decode_component(w, &type->components[i], record, type);
+        close_content(world, start, size, outside);
+    }
+    if (count > k)
+        _kel_odec_skip_unknown(world, bits, k, count);
+    if (bits != local)
+        _kel_dec_freetempmem(world, bits);
+}
+
+static void decode_structure(Walk *w, const KelTypeDesc *type, unsigned char *record)
+{
+    const KelComponent *root[MAX_MEMBERS];
+    const uint32_t n = ordered_root(type, root);
+    uint32_t i;
+
+    memset(record, 0, type->size);
+    if (decode_members(w, root, n, record, type, is_extensible(type)))
+        decode_additions(w, type, record);
+    else
+        for (i = 0; i < type->componentCount; i++)
+            if (is_addition(&type->components[i]))
+                absent(&type->components[i], record);
 }
 
 static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *field)
@@ -234,24 +456,65 @@ static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *fie
     if (count)
         memset(list->elements, 0, (size_t)count * element->type->size);
     for (i = 0; i < count; i++)
-        decode_component(w, element, (unsigned char *)list->elements + (size_t)i * element->type->size);
+        decode_component(w, element, (unsigned char *)list->elements + (size_t)i * element->type->size, NULL);
 }
 
 static void decode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field)
 {
-    const uint32_t tag = _kel_odec_tag(w->world);
-    uint32_t i;
+    static const unsigned char one = 0x80;
+    KelGlobal *world = w->world;
+    const uint32_t tag = _kel_odec_tag(world);
+    const unsigned char *start;
+    uint32_t i, size;
+    int32_t outside;
 
     memset(field, 0, type->size);
     for (i = 0; i < type->componentCount && !answers_to(&type->components[i], tag); i++)
         ;
-    if (i == type->componentCount)
-        _kel_enc_error(w->world, KEL_MSG_CHOICE_SELECTOR, tag);
+    if (i == type->componentCount) {
+        if (!is_extensible(type))
+            _kel_enc_error(world, KEL_MSG_CHOICE_SELECTOR, tag);
+        _kel_odec_skip_unknown(world, &one, 0, 1); /* an alternative this table doesn't know */
+        return;
+    }
     *(uint32_t *)(void *)field = i + 1;
-    decode_component(w, &type->components[i], field);
+    if (!is_addition(&type->components[i])) {
+        decode_component(w, &type->components[i], field, type);
+        return;
+    }
+    start = open_content(world, &size, &outside);
+    decode_component(w, &type->components[i], field, type);
+    close_content(world, start, size, outside);
 }
 
-static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
+/* An open type: the type its key selects, or kept as its encoding when the
+ * key is not in the table. */
+static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
+                        const unsigned char *record)
+{
+    KelGlobal *world = w->world;
+    KelOpenType *open = (KelOpenType *)(void *)field;
+    const int row = kel_open_row(type, parent, record);
+    const unsigned char *start;
+    uint32_t size;
+    int32_t outside;
+
+    memset(open, 0, sizeof *open);
+    if (row < 0) {
+        open->length = (uint32_t)_kel_odec_length(world);
+        open->encoded = open->length ? _kel_dec_getmem(world, (int32_t)open->length) : NULL;
+        _kel_odec_read_octets(world, (unsigned char *)open->encoded, open->length);
+        return;
+    }
+    open->pduNum = row + 1;
+    open->decoded = kel_walk_new_value(world, type->components[row].type);
+    start = open_content(world, &size, &outside);
+    decode_value(w, type->components[row].type, (unsigned char *)open->decoded, NULL, NULL);
+    close_content(world, start, size, outside);
+}
+
+static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const KelTypeDesc *parent,
+                         unsigned char *record)
 {
     switch (type->kind) {
     case KEL_KIND_SEQUENCE:
@@ -271,7 +534,7 @@ static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
         decode_choice(w, type, field);
         w->depth--;
         return;
-    case KEL_KIND_OPEN_TYPE: _kel_enc_error(w->world, MSG_NOT_IMPLEMENTED, 0); return;
+    case KEL_KIND_OPEN_TYPE: decode_open(w, type, field, parent, record); return;
     default: kel_oer_decode_simple(w->world, type, field); return;
     }
 }
@@ -283,15 +546,10 @@ static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field)
 int kel_oer_knows(const KelTypeDesc *type)
 {
     uint32_t i;
-    if (type->kind == KEL_KIND_OPEN_TYPE)
-        return 0;
     if (kel_has_own_tag(type) && type->kind < KEL_KIND_SEQUENCE)
         return kel_oer_knows_simple(type);
-    if (type->kind != KEL_KIND_SEQUENCE_OF && type->kind != KEL_KIND_SET_OF && (type->flags & KEL_DESC_EXTENSIBLE))
-        return 0;
     for (i = 0; i < type->componentCount; i++)
-        if ((type->components[i].flags & KEL_COMP_EXTENSION) ||
-            (type->components[i].type != type && !kel_oer_knows(type->components[i].type)))
+        if (type->components[i].type != type && !kel_oer_knows(type->components[i].type))
             return 0;
     return 1;
 }
@@ -300,7 +558,7 @@ int kel_oer_encode(KelGlobal *world, int pdu, void *value)
 {
     Walk w;
     const KelTypeDesc *type = kel_walk_pdu(world, pdu, &w);
-    encode_value(&w, type, (unsigned char *)value + type->offset);
+    encode_value(&w, type, (unsigned char *)value + type->offset, NULL, NULL);
     return 0;
 }
 
@@ -309,6 +567,6 @@ void *kel_oer_decode(KelGlobal *world, int pdu)
     Walk w;
     const KelTypeDesc *type = kel_walk_pdu(world, pdu, &w);
     unsigned char *record = kel_walk_new_value(world, type);
-    decode_value(&w, type, record + type->offset);
+    decode_value(&w, type, record + type->offset, NULL, NULL);
     return record;
 }

@@ -1149,7 +1149,7 @@ class Runner {
                 continue;
             }
             const Disagreement *wrong = disagreement(c, name);
-            const bool rewritten = is_per(*rule) && pieces.timeRewritten;
+            const bool rewritten = (is_per(*rule) || is_oer(*rule)) && pieces.timeRewritten;
             std::string failure = wrong && !wrong->decodes
                                       ? ""
                                       : Check(world, pdu, type, expected.data())
@@ -1161,7 +1161,8 @@ class Runner {
                 byRule_[name].skipped++;
             } else if (rewritten && failure.empty()) {
                 std::fprintf(stderr, "%s %s: skipped, the memory form writes the time otherwise than the case; "
-                             "PER carries the text as it stands (its decoding checked)\n", label.c_str(), name.c_str());
+                             "%s carries the text as it stands (its decoding checked)\n", label.c_str(), name.c_str(),
+                             is_per(*rule) ? "PER" : "OER");
                 totals_.skipped++;
                 byRule_[name].skipped++;
             } else if (failure.empty()) {
