@@ -4,35 +4,25 @@
 // 1 bit and an unconstrained integer, then the fraction as its digit count
 // and its value.  The decoder rebuilds the text with its designators.
 
+#include <iterator>
+
 #include "time_fields.h"
+#include "time_text.h"
 
 namespace {
 
 using namespace kel::per;
 using namespace kel::per::time;
 
-struct Component {
-    uint8_t bit;
-    char designator;
-    bool inTime; // behind the 'T'
-    uint32_t shortWidth;
-    uint32_t KelDurationPart::*field;
-};
+using kel::time_text::DurationText;
+using kel::time_text::kDurationComponents;
 
-// In text and wire order.  Weeks stand alone, with the fraction at most.
-constexpr Component kComponents[] = {
-    {KEL_DUR_YEARS, 'Y', false, 5, &KelDurationPart::years},
-    {KEL_DUR_MONTHS, 'M', false, 4, &KelDurationPart::months},
-    {KEL_DUR_WEEKS, 'W', false, 6, &KelDurationPart::weeks},
-    {KEL_DUR_DAYS, 'D', false, 5, &KelDurationPart::days},
-    {KEL_DUR_HOURS, 'H', true, 5, &KelDurationPart::hours},
-    {KEL_DUR_MINUTES, 'M', true, 6, &KelDurationPart::minutes},
-    {KEL_DUR_SECONDS, 'S', true, 6, &KelDurationPart::seconds},
-};
+// The short field of each component, in the order of kDurationComponents.
+constexpr uint32_t kShortWidths[std::size(kDurationComponents)] = {5, 4, 6, 5, 5, 6, 6};
 
 // The digit count of a fraction: 1 to 3 as a 0 bit and 2 bits of count - 1.
 constexpr uint32_t kShortDigitsMax = 3;
-constexpr uint32_t kDigitsMax = 20;
+constexpr uint32_t kDigitsMax = kel::time_text::kDurationFractionDigits;
 
 inline uint32_t fraction_offset(const KelGlobal *world) {
     return world->ext->compatFlags & kCompatDurationFractionFrom1 ? 1 : 0;
@@ -76,9 +66,9 @@ const char *_kel_pe_t_duration_interval(KelGlobal *world, const char *text) {
     const char *end = _kelDTDurationParse(world, text, &duration);
     const uint32_t mask = duration.flags;
     put_bits(world, mask, 8);
-    for (const Component &c : kComponents)
-        if (mask & c.bit)
-            put_short_or_long(world, duration.*c.field, c.shortWidth);
+    for (size_t i = 0; i < std::size(kDurationComponents); ++i)
+        if (mask & kDurationComponents[i].bit)
+            put_short_or_long(world, duration.*kDurationComponents[i].field, kShortWidths[i]);
     if (mask & KEL_DUR_FRACTION) {
         const uint32_t digits = duration.fractionDigits;
         if (digits <= kShortDigitsMax)
@@ -99,48 +89,33 @@ char *_kel_pd_t_duration_interval(KelGlobal *world, char *out) {
     const uint32_t components = mask & ~KEL_DUR_FRACTION;
     if (components == 0 || ((mask & KEL_DUR_WEEKS) && components != KEL_DUR_WEEKS)) [[unlikely]]
         fail(world, kMsgDurationMisencoded);
-    const uint32_t last = components & (0u - components);
-    const bool hasFraction = mask & KEL_DUR_FRACTION;
+    DurationText text(out, mask);
     bool zeroInside = false;
-    bool inTime = false;
-    char lastDesignator = 0;
-    *out++ = 'P';
-    for (const Component &c : kComponents) {
+    for (size_t i = 0; i < std::size(kDurationComponents); ++i) {
+        const auto &c = kDurationComponents[i];
         if (!(mask & c.bit))
             continue;
-        const uint64_t value = get_short_or_long(world, c.shortWidth);
-        if (c.inTime && !inTime) {
-            *out++ = 'T';
-            inTime = true;
-        }
-        zeroInside |= value == 0 && c.bit != last;
-        out = _kelUint64ToStrUnlimited(out, 1, value);
-        if (c.bit != last || !hasFraction)
-            *out++ = c.designator;
-        lastDesignator = c.designator;
+        const uint64_t value = get_short_or_long(world, kShortWidths[i]);
+        zeroInside |= value == 0 && c.bit != text.last;
+        text.component(c, value);
     }
     if (zeroInside) [[unlikely]]
         fail(world, kMsgDurationMisencoded);
-    if (hasFraction) {
+    if (text.hasFraction) {
         uint64_t digits = get_bits(world, 1) ? static_cast<uint64_t>(_kel_pdec_unconstr_int(world))
                                              : get_bits(world, 2) + 1;
         if (digits == 0 || digits > kDigitsMax) [[unlikely]]
             out_of_range(world);
-        const uint64_t value = get_fraction_value(world, fraction_offset(world));
-        *out++ = '.';
-        out = _kelUint64ToStr(out, static_cast<int>(digits), value);
-        if (!out) [[unlikely]]
-            out_of_range(world);
-        *out++ = lastDesignator;
+        text.fraction(world, static_cast<uint32_t>(digits), get_fraction_value(world, fraction_offset(world)));
     }
-    return out;
+    return text.out;
 }
 
 void _kel_ps_t_duration_interval(KelGlobal *world) {
     const uint32_t mask = static_cast<uint32_t>(get_bits(world, 8));
-    for (const Component &c : kComponents)
-        if (mask & c.bit)
-            skip_short_or_long(world, c.shortWidth);
+    for (size_t i = 0; i < std::size(kDurationComponents); ++i)
+        if (mask & kDurationComponents[i].bit)
+            skip_short_or_long(world, kShortWidths[i]);
     if (mask & KEL_DUR_FRACTION) {
         skip_short_or_long(world, 2);
         skip_fraction_value(world);

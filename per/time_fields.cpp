@@ -12,6 +12,7 @@
 
 #include "int_fields.h"
 #include "time_fields.h"
+#include "time_text.h"
 
 namespace kel::per::time {
 namespace {
@@ -71,31 +72,9 @@ inline char *get_field(KelGlobal *world, char *out, const Field &f, uint32_t hig
 
 inline void skip_field(KelGlobal *world, const Field &f) { get_constrained(world, f.span); }
 
-// An optional sign and at least `minDigits` digits, as a 32-bit number.
-const char *read_signed(KelGlobal *world, const char *text, int minDigits, int32_t &value) {
-    const bool negative = *text == '-';
-    if (negative || *text == '+')
-        ++text;
-    uint32_t magnitude;
-    text = _kelStrToUintSafe(world, text, minDigits, &magnitude);
-    if (magnitude > (negative ? 0x80000000u : 0x7FFFFFFFu)) [[unlikely]]
-        out_of_range(world);
-    value = negative ? static_cast<int32_t>(0u - magnitude) : static_cast<int32_t>(magnitude);
-    return text;
-}
-
-inline uint32_t magnitude_of(int32_t value) {
-    return value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
-}
-
-// '-' or '+' and between minDigits and limit digits.
-char *write_signed(KelGlobal *world, char *out, int minDigits, uint32_t limit, int32_t value) {
-    *out++ = value < 0 ? '-' : '+';
-    out = _kelRangeUintToStr(out, minDigits, static_cast<int>(limit), magnitude_of(value));
-    if (!out) [[unlikely]]
-        out_of_range(world);
-    return out;
-}
+using kel::time_text::magnitude_of;
+using kel::time_text::read_signed;
+using kel::time_text::write_signed;
 
 inline int32_t get_any_int(KelGlobal *world) {
     return _kel_pdec_unconstr_limited_int_l(world, INT32_MIN, INT32_MAX);
