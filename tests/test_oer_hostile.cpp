@@ -1,8 +1,9 @@
 // test_oer_hostile.cpp - hostile OER and COER input to whole PDUs of the
 // stand-in code files: lengths of lengths and lengths beyond the input,
 // integers of a thousand octets, a SEQUENCE OF that claims a billion
-// elements, the forms only COER refuses, unknown CHOICE tags, and every
-// truncation of the corpus encodings.
+// elements, the forms only COER refuses, unknown CHOICE tags, extension
+// bitmaps and wrapped additions that lie, and every truncation of the corpus
+// encodings.
 #include <gtest/gtest.h>
 
 #include "pdu_decoder.h"
@@ -101,12 +102,65 @@ TEST(OerHostile, UnknownChoiceTags) {
     }
 }
 
-// A GeneralizedTime held as a time record has no OER walker yet: refused,
-// never read into the record as if it were text (a fuzz finding).
-TEST(OerHostile, TimeRecordsAreRefusedNotMisread) {
-    const Bytes text = {0x0F, '2', '0', '2', '4', '0', '2', '2', '9', '2', '3', '5', '9', '5', '9', 'Z'};
-    EXPECT_NE(PduDecoder(KEL_OER).decode("Gen", text, "0002S"), 0);
+// A GeneralizedTime held as a time record: a field out of its range is
+// refused by the range tests, not stored.
+TEST(OerHostile, TimeRecordsAreRangeTested) {
+    const Bytes leap = {0x0F, '2', '0', '2', '4', '0', '2', '2', '9', '2', '3', '5', '9', '5', '9', 'Z'};
+    Bytes day32 = leap;
+    day32[7] = '3', day32[8] = '2';
+    EXPECT_EQ(PduDecoder(KEL_OER).decode("Gen", leap), 0);
+    EXPECT_NE(PduDecoder(KEL_OER).decode("Gen", day32, "0012S"), 0);
     EXPECT_EQ(PduDecoder(KEL_OER).decode("Utc", {0x0D, '2', '4', '0', '2', '2', '9', '2', '3', '5', '9', '5', '9', 'Z'}), 0);
+}
+
+// SeqExt: a preamble of the extension bit and b's bit, a (one octet), b,
+// then the bitmap and the addition c wrapped in a length.
+TEST(OerHostile, ExtensionBitmapsAndWrappedAdditions) {
+    const Bytes head = {0xC0, 0xFF, 0xFF};
+    const Bytes c = {0x04, 0x03, 'e', 'x', 't'};
+    auto with = [&](Bytes bitmap, Bytes tail) {
+        Bytes out = head;
+        out.insert(out.end(), bitmap.begin(), bitmap.end());
+        out.insert(out.end(), tail.begin(), tail.end());
+        return out;
+    };
+    Bytes wide = {0x82, 0x04, 0xE3, 0x00, 0x80}; // 10,000 bits, the first one set
+    wide.resize(3 + 1251, 0x00);
+    Bytes allSet = {0x82, 0x04, 0xE3, 0x00};
+    allSet.resize(3 + 1251, 0xFF);
+    for (int rules : {KEL_OER, KEL_COER}) {
+        PduDecoder d(rules);
+        EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x07, 0x80}, c)), 0);
+        // Trailing zero bits of additions this table doesn't know.
+        EXPECT_EQ(d.decode("SeqExt", with({0x03, 0x00, 0x80, 0x00}, c)), 0);
+        EXPECT_EQ(d.decode("SeqExt", with(wide, c)), 0);
+        // Unknown additions are stepped over by their lengths.
+        EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x06, 0xC0}, {0x04, 0x03, 'e', 'x', 't', 0x01, 0x00})), 0);
+        EXPECT_EQ(d.decode("SeqExt", with(allSet, c), "0081S"), 4);
+        // An extension bit with no addition present, or no bitmap at all.
+        EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x07, 0x00}, {}), "0037E"), 5);
+        EXPECT_EQ(d.decode("SeqExt", with({0x01, 0x00}, {}), "0037E"), 5);
+        EXPECT_NE(d.decode("SeqExt", with({0x02, 0x09, 0x80}, c), "0035E"), 0);
+        // The addition's length disagrees with its content: too short...
+        EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x07, 0x80}, {0x02, 0x03, 'e', 'x', 't'}), "0081S"), 4);
+        // ...or longer than the value, which strict decoding refuses.
+        const Bytes loose = with({0x02, 0x07, 0x80}, {0x06, 0x03, 'e', 'x', 't', 0x00, 0x00});
+        EXPECT_EQ(d.decode("SeqExt", loose), 0);
+        kelSetDecodingFlags(&d.world, STRICT_ENCODING_DECODING_RULES);
+        EXPECT_EQ(d.decode("SeqExt", loose, "0037E"), 5);
+    }
+}
+
+TEST(OerHostile, AlternativesBeyondTheRoot) {
+    for (int rules : {KEL_OER, KEL_COER}) {
+        PduDecoder d(rules);
+        EXPECT_EQ(d.decode("ChoiceExt", {0x82, 0x02, 0x01, 0xAA}), 0);            // o: '' wrapped
+        EXPECT_EQ(d.decode("ChoiceExt", {0x8A, 0x03, 0x01, 0x02, 0x03}), 0);      // [10]: stepped over
+        EXPECT_EQ(d.decode("ChoiceExt", {0x8A, 0x05, 0x01}, "0081S"), 4);
+        EXPECT_EQ(d.decode("ChoiceExt", {0x82, 0x01, 0x05, 0xAA, 0xBB}, "0081S"), 4);
+        // A root alternative is not wrapped.
+        EXPECT_EQ(d.decode("ChoiceExt", {0x80, 0x01, 0x05}), 0);
+    }
 }
 
 // Named bits that are all zero: COER takes them with their zero bits, but
@@ -124,7 +178,10 @@ TEST(OerHostile, EveryTruncationOfTheCorpusEncodings) {
     for (const auto &[module, file] : {std::pair{"TypesZoo", &kel_typeszoo_codefile},
                                        {"PersonnelA1", &kel_personnel_a1_codefile},
                                        {"PersonnelA2", &kel_personnel_a2_codefile},
-                                       {"TagsExplicit", &kel_tags_explicit_codefile}})
+                                       {"TagsExplicit", &kel_tags_explicit_codefile},
+                                       {"ExtGroupsA4", &kel_ext_groups_a4_codefile},
+                                       {"PersonnelA3", &kel_personnel_a3_codefile},
+                                       {"X509Certificate", &kel_x509_certificate_codefile}})
         kel_test::expect_truncations_fail(module, file, kel_oer_knows, {{"oer", KEL_OER}, {"coer", KEL_COER}});
 }
 #endif
