@@ -143,6 +143,8 @@ TEST(OerHostile, ExtensionBitmapsAndWrappedAdditions) {
         EXPECT_NE(d.decode("SeqExt", with({0x02, 0x09, 0x80}, c), "0035E"), 0);
         // The addition's length disagrees with its content: too short...
         EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x07, 0x80}, {0x02, 0x03, 'e', 'x', 't'}), "0081S"), 4);
+        // Four length octets with the top bit set (a fuzz finding).
+        EXPECT_EQ(d.decode("SeqExt", with({0x02, 0x07, 0x80}, {0x84, 0xFF, 0xFF, 0xFF, 0xFF, 0x03}), "0081S"), 4);
         // ...or longer than the value, which strict decoding refuses.
         const Bytes loose = with({0x02, 0x07, 0x80}, {0x06, 0x03, 'e', 'x', 't', 0x00, 0x00});
         EXPECT_EQ(d.decode("SeqExt", loose), 0);

@@ -371,11 +371,21 @@ static int decode_members(Walk *w, const KelComponent *const *members, uint32_t 
     return extensible && bit_at(preamble, 0);
 }
 
+/* A length whose content is in the input: four length octets with the top
+ * bit set read as negative, and no input holds that much. */
+static uint32_t present_length(KelGlobal *world)
+{
+    const int32_t n = _kel_odec_length(world);
+    if (n < 0)
+        _kel_enc_error(world, MSG_END_OF_INPUT, 0);
+    return (uint32_t)n;
+}
+
 /* The content of one length: the reader is held inside it, and content
  * the value left unread is stepped over. */
 static const unsigned char *open_content(KelGlobal *world, uint32_t *length, int32_t *outside)
 {
-    const uint32_t n = (uint32_t)_kel_odec_length(world);
+    const uint32_t n = present_length(world);
     *length = n;
     *outside = world->inRemaining - (int32_t)n;
     world->inRemaining = (int32_t)n;
@@ -393,7 +403,7 @@ static void decode_additions(Walk *w, const KelTypeDesc *type, unsigned char *re
 {
     KelGlobal *world = w->world;
     unsigned char local[16], *bits = local;
-    const uint32_t length = (uint32_t)_kel_odec_length(world);
+    const uint32_t length = present_length(world);
     uint32_t count, i, j, k = 0;
 
     if (length > sizeof local)
@@ -501,7 +511,7 @@ static void decode_open(Walk *w, const KelTypeDesc *type, unsigned char *field, 
 
     memset(open, 0, sizeof *open);
     if (row < 0) {
-        open->length = (uint32_t)_kel_odec_length(world);
+        open->length = present_length(world);
         open->encoded = open->length ? _kel_dec_getmem(world, (int32_t)open->length) : NULL;
         _kel_odec_read_octets(world, (unsigned char *)open->encoded, open->length);
         return;
