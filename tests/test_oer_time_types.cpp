@@ -123,6 +123,23 @@ struct TimeRow {
     KelTimeStruct value;
 };
 
+template <size_t N> void read_all(OerTime &t, const TimeRow (&rows)[N], void (*read)(KelGlobal *, KelTimeStruct *)) {
+    for (const TimeRow &row : rows) {
+        for (uint32_t rules : {KEL_OER, KEL_COER}) {
+            SCOPED_TRACE(std::string(row.text) + (rules == KEL_OER ? " OER" : " COER"));
+            const char *failure = rules == KEL_OER ? row.oer : row.coer;
+            KelTimeStruct back{};
+            const int rc = t.decoded(counted_text(row.text), rules, [&](KelGlobal *w) { read(w, &back); });
+            if (failure) {
+                EXPECT_TRUE(t.failed_with(rc, failure)) << kelGetErrMsg(t.world);
+            } else {
+                EXPECT_EQ(rc, 0) << kelGetErrMsg(t.world);
+                EXPECT_TRUE(same(back, row.value)) << show(back);
+            }
+        }
+    }
+}
+
 TEST_F(OerTime, GeneralizedTimeReader) {
     const TimeRow rows[] = {
         {"20210304050607Z", nullptr, nullptr, time_of(2021, 3, 4, 5, 6, 7, 0, 0, 1)},
@@ -162,21 +179,7 @@ TEST_F(OerTime, GeneralizedTimeReader) {
         {"20211304050607Z", "0012S", "0012S", {}},
         {"20210304250607Z", "0012S", "0012S", {}},
     };
-    for (const TimeRow &row : rows) {
-        for (uint32_t rules : {KEL_OER, KEL_COER}) {
-            SCOPED_TRACE(std::string(row.text) + (rules == KEL_OER ? " OER" : " COER"));
-            const char *failure = rules == KEL_OER ? row.oer : row.coer;
-            KelTimeStruct back{};
-            const Octets input = counted_text(row.text);
-            const int rc = decoded(input, rules, [&](KelGlobal *w) { _kel_odec_gtime(w, &back); });
-            if (failure) {
-                EXPECT_TRUE(failed_with(rc, failure)) << kelGetErrMsg(world);
-            } else {
-                EXPECT_EQ(rc, 0) << kelGetErrMsg(world);
-                EXPECT_TRUE(same(back, row.value)) << show(back);
-            }
-        }
-    }
+    read_all(*this, rows, _kel_odec_gtime);
 }
 
 TEST_F(OerTime, UtcTimeReader) {
@@ -194,20 +197,7 @@ TEST_F(OerTime, UtcTimeReader) {
         {"210304050607.5Z", "0037E", "0013S", {}},
         {"210304050607Z0", "0037E", "0037E", {}},
     };
-    for (const TimeRow &row : rows) {
-        for (uint32_t rules : {KEL_OER, KEL_COER}) {
-            SCOPED_TRACE(std::string(row.text) + (rules == KEL_OER ? " OER" : " COER"));
-            const char *failure = rules == KEL_OER ? row.oer : row.coer;
-            KelTimeStruct back{};
-            const int rc = decoded(counted_text(row.text), rules, [&](KelGlobal *w) { _kel_odec_utime(w, &back); });
-            if (failure) {
-                EXPECT_TRUE(failed_with(rc, failure)) << kelGetErrMsg(world);
-            } else {
-                EXPECT_EQ(rc, 0) << kelGetErrMsg(world);
-                EXPECT_TRUE(same(back, row.value)) << show(back);
-            }
-        }
-    }
+    read_all(*this, rows, _kel_odec_utime);
     // NOCONSTRAIN lifts the range tests in OER only.
     KelTimeStruct back{};
     EXPECT_EQ(decoded(counted_text("21Z"), KEL_OER, [&](KelGlobal *w) { _kel_odec_utime(w, &back); }, NOCONSTRAIN), 0);
