@@ -1,10 +1,10 @@
 /*
  * demo_main.c - kelvarn-demo: opens a world on the PersonnelRecordA1 code
  * file, encodes the sample record of X.690 Annex A under every rule the code
- * file serves (BER, CER, DER, aligned and unaligned PER), decodes each
- * encoding back, checks that it gives the same octets again, and prints the
- * encodings and the record.  A round trip that changes the octets fails the
- * run.
+ * file serves (BER, CER, DER, aligned and unaligned PER, OER and COER),
+ * decodes each encoding back, checks that it gives the same octets again, and
+ * prints the encodings and the record.  A round trip that changes the octets
+ * fails the run.
  */
 #include <stdio.h>
 #include <string.h>
@@ -64,6 +64,7 @@ int main(void)
     static const struct { int rule; const char *name; } rules[] = {
         { KEL_BER, "BER" }, { KEL_CER, "CER" }, { KEL_DER, "DER" },
         { KEL_PER_ALIGNED, "PER (aligned)" }, { KEL_PER_UNALIGNED, "PER (unaligned)" },
+        { KEL_OER, "OER" }, { KEL_COER, "COER" },
     };
     KelGlobal world;
     unsigned char area[512];
