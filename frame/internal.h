@@ -84,6 +84,8 @@ struct KelWorldExt {
     KelPostHook decPostHook;
     int32_t jsonIndent;
     uint32_t jsonFlags;
+    // JSON encoders: spaces ahead of the next line.
+    int32_t jsonCurrentIndent;
     // Small freed blocks kept for reuse by the default memory functions.
     struct KelPieceCache *pieceCache;
     // OER: the tag that an extension frame repeats ahead of its length; the
@@ -91,7 +93,7 @@ struct KelWorldExt {
     uint32_t oerRepeatTag;
     // Per-call state of the later rule families (text decoders' start
     // pointer, debug hook buffers and the like).
-    uint32_t familyState[15];
+    uint32_t familyState[14];
 };
 
 namespace kel {
