@@ -416,7 +416,6 @@ KelGlobal *kelLinkBer(KelGlobal *world) {
 // is in the library its link function leaves the pointers null, so that the
 // rule answers "not linked".
 KelGlobal *kelLinkXer(KelGlobal *world) { return world; }
-KelGlobal *kelLinkJsonD(KelGlobal *world) { return world; }
 KelGlobal *kelLinkZlib(KelGlobal *world) { return world; }
 
 KelGlobal *kelLink_Exer(KelGlobal *world, void *data) {
