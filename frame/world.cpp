@@ -423,9 +423,3 @@ KelGlobal *kelLink_Exer(KelGlobal *world, void *data) {
         world->ext->exerData[0] = data;
     return world;
 }
-
-KelGlobal *kelLinkJsonE(KelGlobal *world) {
-    if (world && world->ext)
-        world->ext->jsonIndent = 2;
-    return world;
-}
