@@ -1,8 +1,8 @@
 // bench_personnel.cpp - the X.690 Annex A personnel record through its
 // straight-line code file, as an application runs it: encode and decode
-// under BER, DER, aligned and unaligned PER, in library memory and in a
-// caller's buffer.  Decoding
-// in library memory includes kelFreePDU.  Names follow
+// under BER, DER, aligned and unaligned PER, OER and COER, in library
+// memory and in a caller's buffer.  Decoding in library memory includes
+// kelFreePDU.  Names follow
 // <message>/<rule>/<direction>/<memory>.
 #include <benchmark/benchmark.h>
 
@@ -85,7 +85,8 @@ void decode(benchmark::State &state, int rule, bool caller) {
 // Registered by name, so that the report reads <message>/<rule>/<direction>/<memory>.
 const bool registered = [] {
     static const struct { int rule; const char *name; } rules[] = {
-        {KEL_DER, "der"}, {KEL_BER, "ber"}, {KEL_PER_ALIGNED, "per"}, {KEL_PER_UNALIGNED, "uper"}};
+        {KEL_DER, "der"},         {KEL_BER, "ber"}, {KEL_PER_ALIGNED, "per"},
+        {KEL_PER_UNALIGNED, "uper"}, {KEL_OER, "oer"}, {KEL_COER, "coer"}};
     for (const auto &r : rules)
         for (bool caller : {false, true}) {
             const std::string memory = caller ? "caller" : "library";

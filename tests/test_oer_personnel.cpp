@@ -158,6 +158,14 @@ TEST_P(OerPersonnel, TheSampleAndTheFilesBothWays) {
             EXPECT_EQ(world_.ext->bytesRead, expected.size());
             EXPECT_TRUE(GetParam().same(value_, GetParam().sample));
         }
+        // Count mode writes nothing, not even where there is room.
+        std::vector<unsigned char> room(512, 0xEE);
+        KelBuf counted{static_cast<uint32_t>(room.size()), room.data()};
+        kelSetEncodingFlags(&world_, DETERMINE_ENC_LENGTH);
+        EXPECT_EQ(kelEncode(&world_, GetParam().pdu, const_cast<void *>(GetParam().sample), &counted), 0);
+        kelSetEncodingFlags(&world_, 0);
+        EXPECT_EQ(counted.length, expected.size());
+        EXPECT_EQ(std::count(room.begin(), room.end(), 0xEE), 512);
     }
 }
 

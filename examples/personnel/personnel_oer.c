@@ -39,9 +39,20 @@ enum { MSG_OUT_OF_MEMORY = 6, MSG_END_OF_INPUT = 45, MSG_MISENCODED = 106 };
 /* Encoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
+/* A short string with room for it in the current block goes straight in:
+ * its one-octet length and its octets.  Anything else (a long length, the
+ * end of a block, no block yet, count mode) goes through the primitives. */
 static void encode_visible(KelGlobal *w, const char *text)
 {
     const uint32_t n = (uint32_t)strlen(text);
+    if (n < 128 && (int32_t)n < w->outRemaining && !(w->encodingFlags & DETERMINE_ENC_LENGTH)) {
+        unsigned char *out = w->outPos;
+        out[0] = (unsigned char)n;
+        memcpy(out + 1, text, n);
+        w->outPos = out + n + 1;
+        w->outRemaining -= (int32_t)n + 1;
+        return;
+    }
     _kel_oenc_octet_length(w, n);
     _kel_oenc_append_bytes(w, (const unsigned char *)text, n);
 }
@@ -80,14 +91,24 @@ static void encode_PersonnelRecord(KelGlobal *w, const PersonnelRecord *v)
 /* Decoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
-/* The determinant promises the content: it is copied straight out of the
- * input behind its NUL-terminated piece. */
+/* The content is copied straight out of the input into its NUL-terminated
+ * piece.  A one-octet length whose content is present is read here; every
+ * other case goes through the determinant's reader, which promises the
+ * content or fails. */
 static char *decode_visible(KelGlobal *w)
 {
-    const int32_t n = _kel_odec_length(w);
+    const unsigned char *in = w->inPos;
+    int32_t n;
     char *text;
-    if (n < 0)
-        _kel_enc_error(w, MSG_END_OF_INPUT, 0);
+    if (w->inRemaining > 0 && in[0] < 128 && in[0] < w->inRemaining) {
+        n = in[0];
+        w->inPos++;
+        w->inRemaining--;
+    } else {
+        n = _kel_odec_length(w);
+        if (n < 0)
+            _kel_enc_error(w, MSG_END_OF_INPUT, 0);
+    }
     text = _kel_dec_getmem_internal(w, (uint32_t)n + 1);
     memcpy(text, w->inPos, (size_t)n);
     text[n] = 0;

@@ -62,6 +62,13 @@ static uint32_t held_length(const char *text, uint32_t room)
     return end ? (uint32_t)(end - text) : room;
 }
 
+/* Whether `n` octets go straight into the current block: room for them,
+ * and not count mode.  Otherwise the primitives write them. */
+static int has_room(const KelGlobal *w, uint32_t n)
+{
+    return (int32_t)n <= w->outRemaining && !(w->encodingFlags & DETERMINE_ENC_LENGTH);
+}
+
 static uint32_t NameString_length(KelGlobal *w, const char *text)
 {
     const uint32_t n = held_length(text, NAME_MAX_CHARS + 1);
@@ -70,13 +77,25 @@ static uint32_t NameString_length(KelGlobal *w, const char *text)
     return n;
 }
 
-/* The initial's one octet and familyName's length go out together. */
+/* A Name takes 131 octets at most: with room for all of it, one test. */
 static void encode_Name(KelGlobal *w, const A2Name *v)
 {
     const uint32_t given = NameString_length(w, v->givenName);
     const uint32_t family = NameString_length(w, v->familyName);
     if (v->initial[0] == 0 || v->initial[1] != 0)
         _kel_enc_error(w, MSG_SIZE_VIOLATED, held_length(v->initial, sizeof v->initial));
+    if (has_room(w, given + family + 3)) {
+        unsigned char *out = w->outPos;
+        out[0] = (unsigned char)given;
+        memcpy(out + 1, v->givenName, given);
+        out += given + 1;
+        out[0] = (unsigned char)v->initial[0];
+        out[1] = (unsigned char)family;
+        memcpy(out + 2, v->familyName, family);
+        w->outPos = out + family + 2;
+        w->outRemaining -= (int32_t)(given + family + 3);
+        return;
+    }
     _kel_oenc_append_byte(w, given);
     _kel_oenc_append_bytes(w, (const unsigned char *)v->givenName, given);
     _kel_oenc_append_2bytes(w, (unsigned char)v->initial[0], family);
@@ -88,6 +107,12 @@ static void encode_Date(KelGlobal *w, const char *date)
     const uint32_t n = held_length(date, DATE_CHARS + 1);
     if (n != DATE_CHARS)
         _kel_enc_error(w, MSG_SIZE_VIOLATED, n);
+    if (has_room(w, DATE_CHARS)) {
+        memcpy(w->outPos, date, DATE_CHARS);
+        w->outPos += DATE_CHARS;
+        w->outRemaining -= DATE_CHARS;
+        return;
+    }
     _kel_oenc_append_bytes(w, (const unsigned char *)date, DATE_CHARS);
 }
 
@@ -120,12 +145,26 @@ static void encode_PersonnelRecord(KelGlobal *w, const A2PersonnelRecord *v)
 /* Decoder                                                                   */
 /* ------------------------------------------------------------------------ */
 
-/* The determinant promises the content, which is copied straight into the
- * array.  A length beyond the bound (a negative one included) can't be
- * held; none at all breaks the lower bound. */
+/* A length determinant: a one-octet form whose content is present is read
+ * here; every other goes through the primitive, which promises the content
+ * or fails. */
+static int32_t content_length(KelGlobal *w)
+{
+    const unsigned char *in = w->inPos;
+    if (w->inRemaining > 0 && in[0] < 128 && in[0] < w->inRemaining) {
+        w->inPos++;
+        w->inRemaining--;
+        return in[0];
+    }
+    return _kel_odec_length(w);
+}
+
+/* The content is copied straight into the array.  A length beyond the
+ * bound (a negative one included) can't be held; none at all breaks the
+ * lower bound. */
 static void decode_NameString(KelGlobal *w, char *out)
 {
-    const int32_t n = _kel_odec_length(w);
+    const int32_t n = content_length(w);
     if ((uint32_t)n - 1 >= NAME_MAX_CHARS)
         _kel_enc_error(w, n == 0 ? MSG_SIZE_VIOLATED : MSG_SIZE_EXCEEDED, (uint32_t)n);
     memcpy(out, w->inPos, (size_t)n);
@@ -134,17 +173,30 @@ static void decode_NameString(KelGlobal *w, char *out)
     w->inRemaining -= n;
 }
 
+/* The fixed fields are read here when present; the primitives report the
+ * end of the input. */
 static void decode_Name(KelGlobal *w, A2Name *v)
 {
     decode_NameString(w, v->givenName);
-    v->initial[0] = (char)_kel_odec_uint_1byte(w);
+    if (w->inRemaining > 0) {
+        v->initial[0] = (char)*w->inPos++;
+        w->inRemaining--;
+    } else {
+        v->initial[0] = (char)_kel_odec_uint_1byte(w);
+    }
     v->initial[1] = 0;
     decode_NameString(w, v->familyName);
 }
 
 static void decode_Date(KelGlobal *w, char *out)
 {
-    _kel_odec_read_octets(w, (unsigned char *)out, DATE_CHARS);
+    if (w->inRemaining >= (int32_t)DATE_CHARS) {
+        memcpy(out, w->inPos, DATE_CHARS);
+        w->inPos += DATE_CHARS;
+        w->inRemaining -= DATE_CHARS;
+    } else {
+        _kel_odec_read_octets(w, (unsigned char *)out, DATE_CHARS);
+    }
     out[DATE_CHARS] = 0;
 }
 
@@ -186,7 +238,7 @@ static void decode_PersonnelRecord(KelGlobal *w, A2PersonnelRecord *v)
         _kel_enc_error(w, MSG_MISENCODED, 0);
     decode_Name(w, &v->name);
     v->number = _kel_odec_int(w);
-    title = _kel_odec_length(w);
+    title = content_length(w);
     if (title < 0)
         _kel_enc_error(w, MSG_END_OF_INPUT, 0);
     v->title = _kel_dec_getmem_internal(w, (uint32_t)title + 1);
