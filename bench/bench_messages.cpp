@@ -1,9 +1,9 @@
 // bench_messages.cpp - ProtoMessage, CertTrim and PersonnelRecordA2 through
 // their straight-line code files, as an application runs them: decode and
 // encode under each rule a message has files of (DER, BER, aligned and
-// unaligned PER), in library memory and in a caller's buffer.  The encodings are the
-// files of the benchmark directory (../shared/bench beside the source tree);
-// the value to encode is their decoding.  Decoding in library memory
+// unaligned PER, OER and COER), in library memory and in a caller's buffer.
+// The encodings are the files of the benchmark directory (../shared/bench
+// beside the source tree); the value to encode is their decoding.  Decoding in library memory
 // includes kelFreePDU.  Names follow <message>/<rule>/<direction>/<memory>.
 #include <benchmark/benchmark.h>
 
@@ -110,8 +110,10 @@ const bool registered = [] {
         const char *name;
     } runs[] = {
         {&proto, KEL_DER, "der"}, {&proto, KEL_BER, "ber"}, {&proto, KEL_PER_ALIGNED, "per"},
-        {&proto, KEL_PER_UNALIGNED, "uper"}, {&cert, KEL_DER, "der"}, {&cert, KEL_BER, "ber"},
-        {&a2, KEL_PER_ALIGNED, "per"}, {&a2, KEL_PER_UNALIGNED, "uper"},
+        {&proto, KEL_PER_UNALIGNED, "uper"}, {&proto, KEL_OER, "oer"}, {&proto, KEL_COER, "coer"},
+        {&cert, KEL_DER, "der"}, {&cert, KEL_BER, "ber"}, {&cert, KEL_OER, "oer"}, {&cert, KEL_COER, "coer"},
+        {&a2, KEL_PER_ALIGNED, "per"}, {&a2, KEL_PER_UNALIGNED, "uper"}, {&a2, KEL_OER, "oer"},
+        {&a2, KEL_COER, "coer"},
     };
     for (const auto &r : runs)
         for (bool encoder : {false, true})
