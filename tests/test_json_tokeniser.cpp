@@ -135,7 +135,7 @@ TEST_F(JsonTokeniser, HexDigits) {
     EXPECT_EQ(_kel_jhex_digit('a'), 10);
     EXPECT_EQ(_kel_jhex_digit('F'), 15);
     EXPECT_EQ(_kel_jhex_digit(0x100 + 'F'), 15); // only the low eight bits count
-    for (int c : {'g', 'G', '/', ':', '@', '`', -1})
+    for (int c : {int('g'), int('G'), int('/'), int(':'), int('@'), int('`'), -1})
         EXPECT_EQ(_kel_jhex_digit(c), -1) << c;
 }
 
