@@ -135,7 +135,7 @@ TEST_P(OerMessage, TruncationAndAllocationFailureLeaveNothingBehind) {
         for (size_t n = 0; n < in.size(); ++n) {
             CountingAllocator::reset(0);
             ASSERT_NE(decode(r.rule, Bytes(in.begin(), in.begin() + static_cast<long>(n))), 0) << n;
-            EXPECT_EQ(message().rfind("0081S", 0), 0u) << "prefix of " << n << ": " << message();
+            EXPECT_NE(message().find("0081S"), std::string::npos) << "prefix of " << n << ": " << message();
             EXPECT_EQ(CountingAllocator::live, 0) << "prefix of " << n;
         }
         Bytes out;
@@ -159,8 +159,8 @@ TEST_P(OerMessage, LongValuesCrossBlocksAndSmallBuffersFail) {
     unsigned char small[64];
     KelBuf buf{sizeof small, small};
     EXPECT_EQ(kelEncode(&world_, pdu_, value_, &buf), 1);
-    EXPECT_EQ(message().rfind("0001S", 0), 0u) << message();
-    if (GetParam().pdu != Certificate_PDU)
+    EXPECT_NE(message().find("0001S"), std::string::npos) << message();
+    if (GetParam().control != &cert_trim_control)
         return;
     auto *cert = static_cast<Certificate *>(value_);
     KelUnboundedString &ext = cert->tbsCertificate.extensions.value[2].extnValue;
@@ -205,7 +205,7 @@ Bytes bitmap10000() {
 }
 
 const Edit kEdits[] = {
-    {"an unknown addition after hopCount", 55, 3, {0x02, 0x06, 0xC0, 0x01, 0x02, 0x02, 0xAB, 0xCD}, "", ""},
+    {"an unknown addition after hopCount", 55, 5, {0x02, 0x06, 0xC0, 0x01, 0x02, 0x02, 0xAB, 0xCD}, "", ""},
     {"a bitmap with trailing zero bits", 55, 3, {0x02, 0x00, 0x80}, "", ""},
     {"a bitmap of 10,000 bits", 55, 3, bitmap10000(), "", ""},
     {"a bitmap all zero", 55, 3, {0x02, 0x07, 0x00}, "0037E", "0037E"},
@@ -239,7 +239,7 @@ TEST_P(OerProtoEdits, LaterVersionsAreSteppedOverAndForms) {
                 EXPECT_EQ(out, original) << e.what << " (" << r.file << ")";
             } else {
                 EXPECT_NE(code, 0) << e.what << " (" << r.file << ")";
-                EXPECT_EQ(message().rfind(expected, 0), 0u) << e.what << " (" << r.file << "): " << message();
+                EXPECT_NE(message().find(expected), std::string::npos) << e.what << " (" << r.file << "): " << message();
             }
         }
     }
@@ -249,7 +249,7 @@ TEST_P(OerProtoEdits, LaterVersionsAreSteppedOverAndForms) {
     longer[58] = 0x02;
     kelSetDecodingFlags(&world_, STRICT_ENCODING_DECODING_RULES);
     EXPECT_NE(decode(KEL_OER, longer), 0);
-    EXPECT_EQ(message().rfind("0037E", 0), 0u) << message();
+    EXPECT_NE(message().find("0037E"), std::string::npos) << message();
 }
 
 // Alternatives of Body beyond the root, with a short and a long tag, are
@@ -290,7 +290,7 @@ TEST_P(OerCertTrim, UnknownTagOfAClosedChoiceFails) {
         Bytes input = original;
         input[at] = 0x19;
         EXPECT_NE(decode(KEL_OER, input), 0);
-        EXPECT_EQ(message().rfind("0047E", 0), 0u) << message();
+        EXPECT_NE(message().find("0047E"), std::string::npos) << message();
     }
 }
 
