@@ -47,13 +47,12 @@ int convert(KelGlobal *world, int pdu, int decodeRules, int encodeRules, KelBuf 
     const int32_t savedLength = world->decodingLength;
     void *value = nullptr;
     world->decodingLength = 0;
-    int code = kelSetEncodingRules(world, decodeRules);
-    if (code == 0)
-        code = kelDecode(world, &pdu, input, &value);
+    // The drivers' dispatch refuses rules that are unknown or not linked.
+    world->encRules = static_cast<uint32_t>(decodeRules);
+    int code = kelDecode(world, &pdu, input, &value);
     if (code == 0) {
-        code = kelSetEncodingRules(world, encodeRules);
-        if (code == 0)
-            code = kelEncode(world, pdu, value, output);
+        world->encRules = static_cast<uint32_t>(encodeRules);
+        code = kelEncode(world, pdu, value, output);
     }
     if (value) {
         if (const int freed = kelFreePDU(world, pdu, value))

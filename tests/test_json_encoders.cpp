@@ -12,6 +12,7 @@
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_json.h"
+#include "kelvarn_oer.h"
 
 namespace {
 
@@ -432,8 +433,24 @@ TEST_F(JsonEnc, Times) {
 // The driver
 // ---------------------------------------------------------------------------
 
-int driver_encode(KelGlobal *world, int, void *) {
-    one_member_object(world);
+// PDU 1 is the fixed object; PDU 2 a number, read from OER for the
+// conversion.
+int driver_encode(KelGlobal *world, int pdu, void *value) {
+    if (pdu == 2)
+        _kel_jenc_ulint(world, *static_cast<uint32_t *>(value));
+    else
+        one_member_object(world);
+    return 0;
+}
+
+void *driver_oer_decode(KelGlobal *world, int) {
+    auto *value = static_cast<uint32_t *>(_kel_dec_getmem(world, 8));
+    *value = _kel_odec_uint(world);
+    return value;
+}
+
+int driver_free(KelGlobal *world, int, void *value) {
+    kelFreeBuf(world, value);
     return 0;
 }
 
@@ -441,11 +458,13 @@ KelXApiTable driver_api;
 
 void driver_init(KelGlobal *world) {
     kelLinkJsonE(world);
+    kelLinkOerD(world);
     driver_api.jsonEncode = driver_encode;
+    driver_api.oerDecode = reinterpret_cast<KelDecodeFn>(reinterpret_cast<void (*)()>(driver_oer_decode));
     kelInitXAPIentries(world, &driver_api);
 }
 
-KelControlTable driver_table = {driver_init, nullptr, nullptr, nullptr, 17, nullptr, nullptr, 0, 0, nullptr, nullptr};
+KelControlTable driver_table = {driver_init, nullptr, nullptr, driver_free, 17, nullptr, nullptr, 0, 0, nullptr, nullptr};
 
 struct JsonDriver : ::testing::Test {
     KelGlobal world;
@@ -484,6 +503,23 @@ TEST_F(JsonDriver, CompactRestoredAndBufferBlanked) {
     out = {0, nullptr};
     EXPECT_EQ(kelEncode(&world, 1, &world, &out), 7);
     EXPECT_EQ(kelBinary2JSON(nullptr, 1, KEL_BER, &out, &out), 6);
+}
+
+TEST_F(JsonDriver, ConvertsFromOer) {
+    unsigned char oer[] = {0x02, 0x01, 0x2C};
+    KelBuf input = {sizeof oer, oer};
+    KelBuf out = {0, nullptr};
+    world.decodingLength = 77;
+    ASSERT_EQ(kelBinary2JSON(&world, 2, KEL_OER, &input, &out), 0) << world.errMsg;
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(out.value), out.length), "300");
+    EXPECT_EQ(world.encRules, static_cast<uint32_t>(KEL_JSON));
+    EXPECT_EQ(world.decodingLength, 77);
+    kelFreeBuf(&world, out.value);
+    // A failing decode is the answer, and the rules are back.
+    KelBuf cut = {2, oer};
+    out = {0, nullptr};
+    EXPECT_EQ(kelBinary2JSON(&world, 2, KEL_OER, &cut, &out), 4);
+    EXPECT_EQ(world.encRules, static_cast<uint32_t>(KEL_JSON));
 }
 
 } // namespace
