@@ -62,6 +62,11 @@ template <class Sink> uint32_t read_pairs(KelJsonCursor *cursor, uint32_t room, 
             fail_text(cursor, kMsgInvalidEncoding, kHexWhat);
         sink(n++, static_cast<uint8_t>(hi << 4 | lo));
     }
+    // The room is used up: the string may end right here.
+    if (world->inRemaining > 0 && *world->inPos == '"') {
+        ++world->inPos, --world->inRemaining;
+        *closed = true;
+    }
     return n;
 }
 

@@ -124,7 +124,8 @@ template <Text form> struct OctetWriter {
     uint32_t length, capacity;
     uint32_t room() const { return capacity - length; }
     void run(const unsigned char *p, uint32_t n) {
-        std::memcpy(out + length, p, n);
+        if (n)
+            std::memcpy(out + length, p, n);
         length += n;
     }
     void character(uint32_t code) {
@@ -182,7 +183,8 @@ template <Text form> Counter<form> count(KelJsonCursor *cursor) {
 template <Text form> void fill(KelJsonCursor *cursor, unsigned char *out, const Counter<form> &counted) {
     KelGlobal *world = cursor->world;
     if (counted.plain) {
-        std::memcpy(out, world->inPos, counted.units);
+        if (counted.units)
+            std::memcpy(out, world->inPos, counted.units);
         world->inPos += counted.units + 1;
         world->inRemaining -= static_cast<int32_t>(counted.units + 1);
         return;
