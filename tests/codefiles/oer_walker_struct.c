@@ -39,11 +39,6 @@ static int is_optional(const KelComponent *c)
     return (c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_DEFAULT | KEL_COMP_POINTER)) != 0;
 }
 
-static int is_addition(const KelComponent *c)
-{
-    return (c->flags & KEL_COMP_EXTENSION) != 0;
-}
-
 static int is_extensible(const KelTypeDesc *type)
 {
     return (type->flags & KEL_DESC_EXTENSIBLE) != 0;
@@ -57,7 +52,7 @@ static uint32_t ordered_root(const KelTypeDesc *type, const KelComponent **out)
     uint32_t n = 0, i, j;
     for (i = 0; i < type->componentCount; i++) {
         const KelComponent *c = &type->components[i];
-        if (is_addition(c))
+        if (kel_is_addition(c))
             continue;
         for (j = n; sorted && j > 0 && kel_canonical_tag(out[j - 1]) > kel_canonical_tag(c); j--)
             out[j] = out[j - 1];
@@ -67,30 +62,14 @@ static uint32_t ordered_root(const KelTypeDesc *type, const KelComponent **out)
     return n;
 }
 
-/* Extension additions: a lone addition, or the run of a version bracket. */
-static uint32_t addition_end(const KelTypeDesc *type, uint32_t first)
-{
-    const uint8_t group = type->components[first].group;
-    uint32_t end = first + 1;
-    while (group && end < type->componentCount && type->components[end].group == group)
-        end++;
-    return end;
-}
-
-static uint32_t next_addition(const KelTypeDesc *type, uint32_t from)
-{
-    while (from < type->componentCount && !is_addition(&type->components[from]))
-        from++;
-    return from;
-}
-
 #define FOR_EACH_ADDITION(type, i) \
-    for (i = next_addition(type, 0); i < (type)->componentCount; i = next_addition(type, addition_end(type, i)))
+    for (i = kel_next_addition(type, 0); i < (type)->componentCount; \
+         i = kel_next_addition(type, kel_addition_end(type, i)))
 
 /* The members of the addition starting at `first`. */
 static uint32_t addition_members(const KelTypeDesc *type, uint32_t first, const KelComponent **out)
 {
-    const uint32_t end = addition_end(type, first);
+    const uint32_t end = kel_addition_end(type, first);
     uint32_t j;
     for (j = first; j < end; j++)
         out[j - first] = &type->components[j];
@@ -187,7 +166,7 @@ static void encode_members(Walk *w, const KelComponent *const *members, uint32_t
 
 static int addition_present(const KelTypeDesc *type, uint32_t first, unsigned char *record)
 {
-    uint32_t i, end = addition_end(type, first);
+    uint32_t i, end = kel_addition_end(type, first);
     for (i = first; i < end; i++)
         if (!omitted(&type->components[i], record))
             return 1;
@@ -271,7 +250,7 @@ static void encode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
         _kel_enc_error(w->world, KEL_MSG_CHOICE_SELECTOR, selector);
     chosen = &type->components[selector - 1];
     put_tag(w->world, wire_tag(kel_value_tag(chosen, field)));
-    if (!is_addition(chosen)) {
+    if (!kel_is_addition(chosen)) {
         encode_component(w, chosen, field, type);
         return;
     }
@@ -412,7 +391,7 @@ static void decode_additions(Walk *w, const KelTypeDesc *type, unsigned char *re
     _kel_odec_check_eapb(world, bits, count);
     FOR_EACH_ADDITION(type, i) {
         const KelComponent *group[MAX_MEMBERS];
-        const uint32_t end = addition_end(type, i);
+        const uint32_t end = kel_addition_end(type, i);
         const unsigned char *start;
         uint32_t size;
         int32_t outside;
@@ -445,7 +424,7 @@ static void decode_structure(Walk *w, const KelTypeDesc *type, unsigned char *re
         decode_additions(w, type, record);
     else
         for (i = 0; i < type->componentCount; i++)
-            if (is_addition(&type->components[i]))
+            if (kel_is_addition(&type->components[i]))
                 absent(&type->components[i], record);
 }
 
@@ -488,7 +467,7 @@ static void decode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
         return;
     }
     *(uint32_t *)(void *)field = i + 1;
-    if (!is_addition(&type->components[i])) {
+    if (!kel_is_addition(&type->components[i])) {
         decode_component(w, &type->components[i], field, type);
         return;
     }

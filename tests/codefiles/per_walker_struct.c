@@ -33,11 +33,6 @@ static int is_optional(const KelComponent *c)
     return (c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_DEFAULT | KEL_COMP_POINTER)) != 0;
 }
 
-static int is_addition(const KelComponent *c)
-{
-    return (c->flags & KEL_COMP_EXTENSION) != 0;
-}
-
 /* The root members of a SEQUENCE, SET or CHOICE in the order PER puts them:
  * declared order for a SEQUENCE, canonical tag order for a SET and for the
  * alternatives of a CHOICE (root and additions apart). */
@@ -47,7 +42,7 @@ static uint32_t ordered(const KelTypeDesc *type, int additions, const KelCompone
     uint32_t n = 0, i, j;
     for (i = 0; i < type->componentCount; i++) {
         const KelComponent *c = &type->components[i];
-        if (is_addition(c) != additions)
+        if (kel_is_addition(c) != additions)
             continue;
         for (j = n; sorted && j > 0 && kel_canonical_tag(out[j - 1]) > kel_canonical_tag(c); j--)
             out[j] = out[j - 1];
@@ -57,27 +52,10 @@ static uint32_t ordered(const KelTypeDesc *type, int additions, const KelCompone
     return n;
 }
 
-/* Extension additions: a lone addition, or the run of a version bracket. */
-static uint32_t addition_end(const KelTypeDesc *type, uint32_t first)
-{
-    const uint8_t group = type->components[first].group;
-    uint32_t end = first + 1;
-    while (group && end < type->componentCount && type->components[end].group == group)
-        end++;
-    return end;
-}
-
-static uint32_t next_addition(const KelTypeDesc *type, uint32_t from)
-{
-    while (from < type->componentCount && !is_addition(&type->components[from]))
-        from++;
-    return from;
-}
-
 static uint32_t addition_count(const KelTypeDesc *type)
 {
-    uint32_t n = 0, i = next_addition(type, 0);
-    for (; i < type->componentCount; i = next_addition(type, addition_end(type, i)))
+    uint32_t n = 0, i = kel_next_addition(type, 0);
+    for (; i < type->componentCount; i = kel_next_addition(type, kel_addition_end(type, i)))
         n++;
     return n;
 }
@@ -116,7 +94,7 @@ static void encode_members(Walk *w, const KelComponent *const *members, uint32_t
 
 static int addition_present(const KelTypeDesc *type, uint32_t first, unsigned char *record)
 {
-    uint32_t i, end = addition_end(type, first);
+    uint32_t i, end = kel_addition_end(type, first);
     for (i = first; i < end; i++)
         if (!omitted(&type->components[i], record))
             return 1;
@@ -128,11 +106,11 @@ static void encode_additions(Walk *w, const KelTypeDesc *type, unsigned char *re
     KelGlobal *world = w->world;
     uint32_t i, j;
     _kel_penc_small_len_l(world, addition_count(type));
-    for (i = next_addition(type, 0); i < type->componentCount; i = next_addition(type, addition_end(type, i)))
+    for (i = kel_next_addition(type, 0); i < type->componentCount; i = kel_next_addition(type, kel_addition_end(type, i)))
         _kel_penc_nonneg_1int(world, (uint32_t)addition_present(type, i, record));
-    for (i = next_addition(type, 0); i < type->componentCount; i = next_addition(type, addition_end(type, i))) {
+    for (i = kel_next_addition(type, 0); i < type->componentCount; i = kel_next_addition(type, kel_addition_end(type, i))) {
         const KelComponent *group[MAX_MEMBERS];
-        const uint32_t end = addition_end(type, i);
+        const uint32_t end = kel_addition_end(type, i);
         if (!addition_present(type, i, record))
             continue;
         _kel_fast_push_global(world);
@@ -156,7 +134,7 @@ static void encode_structure(Walk *w, const KelTypeDesc *type, unsigned char *re
     uint32_t i;
 
     if (extensible) {
-        for (i = next_addition(type, 0); i < type->componentCount; i = next_addition(type, addition_end(type, i)))
+        for (i = kel_next_addition(type, 0); i < type->componentCount; i = kel_next_addition(type, kel_addition_end(type, i)))
             extended |= addition_present(type, i, record);
         _kel_penc_nonneg_1int(w->world, (uint32_t)extended);
     }
@@ -197,12 +175,12 @@ static void encode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
     if (selector < 1 || selector > type->componentCount)
         _kel_enc_error(world, KEL_MSG_CHOICE_SELECTOR, selector);
     chosen = &type->components[selector - 1];
-    n = ordered(type, is_addition(chosen), members);
+    n = ordered(type, kel_is_addition(chosen), members);
     for (i = 0; members[i] != chosen; i++)
         ;
     if (extensible)
-        _kel_penc_nonneg_1int(world, (uint32_t)is_addition(chosen));
-    if (!is_addition(chosen)) {
+        _kel_penc_nonneg_1int(world, (uint32_t)kel_is_addition(chosen));
+    if (!kel_is_addition(chosen)) {
         kel_per_encode_constrained(world, i, n - 1);
         encode_component(w, chosen, field, type);
         return;
@@ -299,9 +277,9 @@ static void decode_additions(Walk *w, const KelTypeDesc *type, unsigned char *re
     const uint32_t count = _kel_pdec_eap(world, &bits);
     uint32_t i, j, k = 0;
 
-    for (i = next_addition(type, 0); i < type->componentCount; i = next_addition(type, addition_end(type, i)), k++) {
+    for (i = kel_next_addition(type, 0); i < type->componentCount; i = kel_next_addition(type, kel_addition_end(type, i)), k++) {
         const KelComponent *group[MAX_MEMBERS];
-        const uint32_t end = addition_end(type, i);
+        const uint32_t end = kel_addition_end(type, i);
         if (k >= count || !(bits[k >> 3] >> (7 - (k & 7)) & 1u)) {
             for (j = i; j < end; j++)
                 absent(&type->components[j], record);
@@ -333,7 +311,7 @@ static void decode_structure(Walk *w, const KelTypeDesc *type, unsigned char *re
         decode_additions(w, type, record);
     else
         for (i = 0; i < type->componentCount; i++)
-            if (is_addition(&type->components[i]))
+            if (kel_is_addition(&type->components[i]))
                 absent(&type->components[i], record);
 }
 

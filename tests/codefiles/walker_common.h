@@ -140,6 +140,29 @@ static inline unsigned char *kel_value_of(const KelComponent *c, unsigned char *
     return c->flags & KEL_COMP_POINTER ? *(unsigned char **)(void *)field : field;
 }
 
+/* Extension additions of a SEQUENCE, SET or CHOICE: a lone addition, or
+ * the run of components of one version bracket. */
+static inline int kel_is_addition(const KelComponent *c)
+{
+    return (c->flags & KEL_COMP_EXTENSION) != 0;
+}
+
+static inline uint32_t kel_addition_end(const KelTypeDesc *type, uint32_t first)
+{
+    const uint8_t group = type->components[first].group;
+    uint32_t end = first + 1;
+    while (group && end < type->componentCount && type->components[end].group == group)
+        end++;
+    return end;
+}
+
+static inline uint32_t kel_next_addition(const KelTypeDesc *type, uint32_t from)
+{
+    while (from < type->componentCount && !kel_is_addition(&type->components[from]))
+        from++;
+    return from;
+}
+
 /* The tag by which a component is ordered: its outermost, or for an
  * untagged CHOICE the smallest of its alternatives'. */
 static inline uint16_t kel_canonical_tag(const KelComponent *c)
