@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "internal.h"
+#include "octet_store.h"
 #include "kelvarn_json.h"
 
 namespace kel::json {
@@ -47,10 +48,6 @@ inline bool unicode_escapes(const KelGlobal *world) {
 // Writing
 // ---------------------------------------------------------------------------
 
-// Stores what didn't fit in the room of the current block: the part that
-// fits, then fresh 1024-octet blocks.
-void put_across(KelGlobal *world, const unsigned char *src, uint32_t n);
-
 // Appends `n` octets with one room test; short runs go octet by octet,
 // longer ones by one copy.
 inline void put(KelGlobal *world, const void *bytes, uint32_t n) {
@@ -71,7 +68,7 @@ inline void put(KelGlobal *world, const void *bytes, uint32_t n) {
         world->outRemaining -= static_cast<int32_t>(n);
         return;
     }
-    put_across(world, src, n);
+    kel::put_after_across(world, src, n);
 }
 
 inline void put_char(KelGlobal *world, unsigned char c) {

@@ -43,26 +43,6 @@ void new_block(KelGlobal *world) {
 
 } // namespace
 
-void put_across(KelGlobal *world, const unsigned char *src, uint32_t n) {
-    const uint32_t room = world->outRemaining > 0 ? static_cast<uint32_t>(world->outRemaining) : 0;
-    if (room) {
-        std::memcpy(world->outPos, src, room);
-        src += room;
-        n -= room;
-    }
-    for (;;) {
-        unsigned char *block = _kel_enc_getmem(world);
-        const uint32_t now = n < KEL_ENC_BLOCK ? n : KEL_ENC_BLOCK;
-        std::memcpy(block, src, now);
-        src += now;
-        n -= now;
-        world->outPos = block + now;
-        world->outRemaining = static_cast<int32_t>(KEL_ENC_BLOCK - now);
-        if (n == 0)
-            return;
-    }
-}
-
 void put_hex(KelGlobal *world, const unsigned char *bytes, uint32_t n) {
     if (counting(world)) {
         world->encLength += 2 * n;

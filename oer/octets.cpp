@@ -1,31 +1,10 @@
-// octets.cpp - octet moves of the OER family: the writer's path across
-// block ends, appending single octets and runs, reading runs, the overrun
-// test behind an inner value, and the measure of an item that generated
+// octets.cpp - octet moves of the OER family: zero runs, appending single
+// octets and runs, reading runs, the overrun test behind an inner value, and the measure of an item that generated
 // code takes with store_encpos and calc_enclen.
 
 #include "oer.h"
 
 namespace kel::oer {
-
-void put_across(KelGlobal *world, const unsigned char *src, uint32_t n) {
-    const uint32_t room = world->outRemaining > 0 ? static_cast<uint32_t>(world->outRemaining) : 0;
-    if (room) {
-        std::memcpy(world->outPos, src, room);
-        src += room;
-        n -= room;
-    }
-    for (;;) {
-        unsigned char *block = _kel_enc_getmem(world);
-        const uint32_t now = n < KEL_ENC_BLOCK ? n : KEL_ENC_BLOCK;
-        std::memcpy(block, src, now);
-        src += now;
-        n -= now;
-        world->outPos = block + now;
-        world->outRemaining = static_cast<int32_t>(KEL_ENC_BLOCK - now);
-        if (n == 0)
-            return;
-    }
-}
 
 void put_zeros(KelGlobal *world, uint32_t n) {
     static constexpr unsigned char kZeros[32] = {};

@@ -16,6 +16,7 @@
 #include <type_traits>
 
 #include "internal.h"
+#include "octet_store.h"
 #include "kelvarn_oer.h"
 
 namespace kel::oer {
@@ -113,10 +114,6 @@ template <class U> inline uint32_t unsigned_octets(U value) {
 // Writing
 // ---------------------------------------------------------------------------
 
-// Stores what didn't fit in the room of the current block: the part that
-// fits, then fresh 1024-octet blocks.
-void put_across(KelGlobal *world, const unsigned char *src, uint32_t n);
-
 // Appends `n` octets; in count mode only counts them.  One room test.
 inline void put(KelGlobal *world, const unsigned char *src, uint32_t n) {
     if (counting(world)) {
@@ -130,7 +127,7 @@ inline void put(KelGlobal *world, const unsigned char *src, uint32_t n) {
         return;
     }
     if (n)
-        put_across(world, src, n);
+        kel::put_after_across(world, src, n);
 }
 
 // A count octet, `mark` | n, and the n low octets of `value`: one store.

@@ -1,6 +1,7 @@
-// octet_store.h - the store step of the backward (BER) writer, shared by the
-// raw octet writers and the tag, length and value writers that assemble
-// their octets in a stack array first.
+// octet_store.h - the store steps of the octet writers: the backward (BER)
+// writer's, shared by the raw octet writers and the tag, length and value
+// writers that assemble their octets in a stack array first, and the
+// forward writer's path across block ends, shared by OER and JSON.
 //
 // `pos` points at the octet last written, `rem` counts the free octets below
 // it.  A writer that has run out of room takes a fresh 1024-octet block and
@@ -19,6 +20,11 @@ namespace kel {
 // is left of the current block, the rest goes to fresh blocks.
 void put_below_across(KelGlobal *world, unsigned char **pos, int32_t *rem,
                       const unsigned char *src, uint32_t n);
+
+// Appends `n` octets that don't fit in the room left at the world's outPos:
+// what fits, then fresh 1024-octet blocks (in a caller's buffer,
+// _kel_enc_getmem reports message 1).
+void put_after_across(KelGlobal *world, const unsigned char *src, uint32_t n);
 
 // Stores `src[0..n)` immediately below `*pos`, in that order.
 inline void put_below(KelGlobal *world, unsigned char **pos, int32_t *rem,

@@ -1,6 +1,7 @@
 // octet_writer.cpp - the backward octet writer of the BER family: raw octets,
 // fixed-width integers, object identifier arcs and BIT STRING contents, each
-// stored immediately below the caller's position.
+// stored immediately below the caller's position; and the forward writers'
+// path across block ends.
 
 #include <cstring>
 
@@ -10,6 +11,26 @@
 #include "octet_store.h"
 
 namespace kel {
+
+void put_after_across(KelGlobal *world, const unsigned char *src, uint32_t n) {
+    const uint32_t room = world->outRemaining > 0 ? static_cast<uint32_t>(world->outRemaining) : 0;
+    if (room) {
+        std::memcpy(world->outPos, src, room);
+        src += room;
+        n -= room;
+    }
+    for (;;) {
+        unsigned char *block = _kel_enc_getmem(world);
+        const uint32_t now = n < KEL_ENC_BLOCK ? n : KEL_ENC_BLOCK;
+        std::memcpy(block, src, now);
+        src += now;
+        n -= now;
+        world->outPos = block + now;
+        world->outRemaining = static_cast<int32_t>(KEL_ENC_BLOCK - now);
+        if (n == 0)
+            return;
+    }
+}
 
 void put_below_across(KelGlobal *world, unsigned char **pos, int32_t *rem,
                       const unsigned char *src, uint32_t n) {
