@@ -117,13 +117,13 @@ TEST_F(OerExtensions, NestedFramesEachGetTheirLength) {
 }
 
 TEST_F(OerExtensions, CallersBufferMovesInPlaceAndReportsWhenFull) {
-    const Octets content = pattern(200);
+    const Octets content = pattern(200), head = {0x55};
     for (uint32_t size : {203u, 202u}) {
         Octets buffer(size);
         world->encRules = KEL_OER;
         world->encodingFlags = 0;
         world->userBuffer = 1, world->outPos = buffer.data(), world->outRemaining = static_cast<int32_t>(size);
-        const int rc = kel_test::in_frame(world, kel::kPhaseEncoder, [&] { framed(world, {0x55}, content); });
+        const int rc = kel_test::in_frame(world, kel::kPhaseEncoder, [&] { framed(world, head, content); });
         if (size == 203) {
             EXPECT_EQ(rc, 0) << kelGetErrMsg(world);
             EXPECT_EQ(buffer, join({{0x55, 0x81, 0xC8}, content}));
