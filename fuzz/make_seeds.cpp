@@ -32,6 +32,7 @@ using Octets = std::vector<uint8_t>;
 struct Rule {
     const char *vectorKey;   /* key in a case's "enc" */
     const char *benchSuffix; /* suffix of its bench files, or null */
+    bool text = false;       /* encodings are texts, not hexadecimal */
 };
 
 struct Family {
@@ -43,17 +44,18 @@ const Family families[] = {
     { "ber", { { "ber", ".ber.hex" }, { "der", ".der.hex" }, { "cer", nullptr } } },
     { "per", { { "per", ".per.hex" }, { "uper", ".uper.hex" } } },
     { "oer", { { "oer", ".oer.hex" }, { "coer", ".coer.hex" } } },
+    { "json", { { "jer", ".jer.json", true } } },
 };
 
 bool from_hex(const std::string &text, Octets &out)
 {
+    out.clear();
     std::string digits;
     for (char c : text)
         if (!std::isspace(static_cast<unsigned char>(c)))
             digits += c;
     if (digits.size() % 2)
         return false;
-    out.clear();
     for (std::size_t i = 0; i < digits.size(); i += 2) {
         char *end;
         std::string pair = digits.substr(i, 2);
@@ -61,6 +63,15 @@ bool from_hex(const std::string &text, Octets &out)
         if (*end)
             return false;
     }
+    return true;
+}
+
+/* The octets of an encoding as a case or a bench file holds it. */
+bool encoding_octets(const Rule &rule, const std::string &held, Octets &out)
+{
+    if (!rule.text)
+        return from_hex(held, out);
+    out.assign(held.begin(), held.end());
     return true;
 }
 
@@ -104,7 +115,7 @@ void vector_seeds(SeedWriter &out, const Family &family, const fs::path &vectors
                 for (std::size_t r = 0; r < family.rules.size(); ++r) {
                     Octets octets;
                     const auto enc = c["enc"].find(family.rules[r].vectorKey);
-                    if (enc != c["enc"].end() && from_hex(enc->get<std::string>(), octets))
+                    if (enc != c["enc"].end() && encoding_octets(family.rules[r], enc->get<std::string>(), octets))
                         out.write(std::to_string(s) + "-" + module + "-" + id + "-" +
                                       family.rules[r].vectorKey, s, pdu, r, octets);
                 }
@@ -129,7 +140,7 @@ void bench_and_empty_seeds(SeedWriter &out, const Family &family, const fs::path
             if (!in)
                 continue;
             std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-            if (!from_hex(text, octets))
+            if (!encoding_octets(rule, text, octets))
                 continue;
             for (int pdu = 1; pdu <= schema.pduCount; ++pdu)
                 out.write(std::string(schema.bench) + "-" + std::to_string(pdu) + rule.benchSuffix, s, pdu, r,

@@ -30,6 +30,8 @@ struct Family {
     const int *rules;
     const char *const *ruleNames;
     unsigned ruleCount;
+    /* The family's own settings from the mode octet's upper bits, or null. */
+    void (*configure)(KelGlobal *world, unsigned familyBits) = nullptr;
 };
 
 constexpr unsigned familyRelaxed = 0x1;
@@ -186,6 +188,8 @@ inline int run_input(const Family &family, const uint8_t *data, std::size_t size
     if (kelSetEncodingRules(&world, family.rules[sel.rule]) == 0) {
         if (sel.familyBits & familyRelaxed)
             kelSetDecodingFlags(&world, kelGetDecodingFlags(&world) | KEL_RELAXED);
+        if (family.configure)
+            family.configure(&world, sel.familyBits);
         round_trip(&world, sel, family, data + kel_fuzz::selectorSize, size - kel_fuzz::selectorSize);
     }
     kelterm(&world);
