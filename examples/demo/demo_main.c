@@ -1,9 +1,9 @@
 /*
  * demo_main.c - kelvarn-demo: opens a world on the PersonnelRecordA1 code
  * file, encodes the sample record of X.690 Annex A under every rule the code
- * file serves (BER, CER, DER, aligned and unaligned PER, OER and COER),
- * decodes each encoding back, checks that it gives the same octets again, and
- * prints the encodings and the record.  A round trip that changes the octets
+ * file serves (BER, CER, DER, aligned and unaligned PER, OER, COER and
+ * JSON), decodes each encoding back, checks that it gives the same octets
+ * again, and prints the encodings (the JSON one as its text) and the record.  A round trip that changes the octets
  * fails the run.
  */
 #include <stdio.h>
@@ -64,10 +64,10 @@ int main(void)
     static const struct { int rule; const char *name; } rules[] = {
         { KEL_BER, "BER" }, { KEL_CER, "CER" }, { KEL_DER, "DER" },
         { KEL_PER_ALIGNED, "PER (aligned)" }, { KEL_PER_UNALIGNED, "PER (unaligned)" },
-        { KEL_OER, "OER" }, { KEL_COER, "COER" },
+        { KEL_OER, "OER" }, { KEL_COER, "COER" }, { KEL_JSON, "JSON" },
     };
     KelGlobal world;
-    unsigned char area[512];
+    unsigned char area[1024];
     size_t r;
     int code, differences = 0;
 
@@ -86,8 +86,14 @@ int main(void)
         /* Encode into library memory (released with kelFreeBuf). */
         if ((code = kelEncode(&world, PersonnelRecord_PDU, &sample, &encoding)) != 0)
             return fail(&world, rules[r].name, code);
-        printf("%s, %u octets:\n  ", rules[r].name, (unsigned)encoding.length);
-        print_octets(&encoding);
+        printf("%s, %u octets:\n", rules[r].name, (unsigned)encoding.length);
+        if (rules[r].rule == KEL_JSON) {
+            fwrite(encoding.value, 1, encoding.length, stdout);
+            printf("\n");
+        } else {
+            printf("  ");
+            print_octets(&encoding);
+        }
 
         /* Decode into library memory (released with kelFreePDU); the decoder
          * moves the input record past what it read, so it gets a copy. */

@@ -3,7 +3,7 @@
  * the shape a compiler emits it: per type a straight line of BER primitive
  * calls for the encoder and the decoder, a free function, the control table.
  * The PER encoders and decoders are in personnel_per.c, the OER and COER
- * ones in personnel_oer.c.
+ * ones in personnel_oer.c, the JSON ones in personnel_json.c.
  *
  * The encoder writes backward, the last component first.  DER and CER put
  * the components of a SET in the order of their tags (APPLICATION 2 before
@@ -18,6 +18,7 @@
 #include "kelvarn_oer.h"
 #include "personnel.h"
 #include "personnel_oer.h"
+#include "personnel_json.h"
 #include "personnel_per.h"
 
 /* Identifier octets, header form (the constructed bit included). */
@@ -397,14 +398,18 @@ static int personnel_free(KelGlobal *w, int pdu, void *value)
 }
 
 /* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3),
- * CER (7), OER (12) and COER (13). */
-static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 };
+ * CER (7), OER (12), COER (13) and JSON (14). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 | 0x40 };
 
 static KelXApiTable xapi = {
     .oerVersion = 0,
     .oerEncode = personnel_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */
     .oerDecode = (KelDecodeFn)(void (*)(void))personnel_oer_decode,
+    .jsonVersion = 0,
+    .jsonEncode = personnel_json_encode,
+    /* so does the JSON one, which also takes the decoder's cursor */
+    .jsonDecode = (KelDecodeFn)(void (*)(void))personnel_json_decode,
 };
 
 static void personnel_init(KelGlobal *w)
@@ -413,6 +418,8 @@ static void personnel_init(KelGlobal *w)
     kelLinkPer(w);
     kelLinkOerE(w);
     kelLinkOerD(w);
+    kelLinkJsonE(w);
+    kelLinkJsonD(w);
     kelPrivateSetMoreFlags(w, 16, ruleMap);
     kelInitXAPIentries(w, &xapi);
     w->modeBits |= KEL_MODE_DER_SUPPORT;

@@ -3,7 +3,7 @@
  * compiler emits it: per type a straight line of BER primitive calls for the
  * encoder and the decoder, the free function, the control table.  The PER
  * encoders and decoders are in proto_message_per.c, the OER and COER ones in
- * proto_message_oer.c.
+ * proto_message_oer.c, the JSON ones in proto_message_json.c.
  *
  * Every component carries its automatic context tag [n]; a CHOICE is tagged
  * explicitly, so Body's tag encloses the alternative's own.  The encoder
@@ -17,6 +17,7 @@
 #include "kelvarn_oer.h"
 #include "proto_message.h"
 #include "proto_message_oer.h"
+#include "proto_message_json.h"
 #include "proto_message_per.h"
 
 /* Identifier octets, header form: context [n] primitive or constructed. */
@@ -516,14 +517,18 @@ static int proto_free(KelGlobal *w, int pdu, void *value)
 }
 
 /* The code file serves BER (0), aligned (1) and unaligned (2) PER, DER (3),
- * CER (7), OER (12) and COER (13). */
-static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 };
+ * CER (7), OER (12), COER (13) and JSON (14). */
+static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 | 0x40 };
 
 static KelXApiTable xapi = {
     .oerVersion = 0,
     .oerEncode = proto_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */
     .oerDecode = (KelDecodeFn)(void (*)(void))proto_oer_decode,
+    .jsonVersion = 0,
+    .jsonEncode = proto_json_encode,
+    /* so does the JSON one, which also takes the decoder's cursor */
+    .jsonDecode = (KelDecodeFn)(void (*)(void))proto_json_decode,
 };
 
 static void proto_init(KelGlobal *w)
@@ -532,6 +537,8 @@ static void proto_init(KelGlobal *w)
     kelLinkPer(w);
     kelLinkOerE(w);
     kelLinkOerD(w);
+    kelLinkJsonE(w);
+    kelLinkJsonD(w);
     kelPrivateSetMoreFlags(w, 16, ruleMap);
     kelInitXAPIentries(w, &xapi);
     w->modeBits |= KEL_MODE_DER_SUPPORT;
