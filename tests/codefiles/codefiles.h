@@ -15,8 +15,8 @@ extern "C" {
 
 /* The generated entries of a table-driven code file: one walker per rule
  * family over the code file's descriptions. */
-/* Init: links BER, PER and OER, declares the rules BER, DER, CER, PER, UPER,
- * OER and COER and DER support. */
+/* Init: links BER, PER, OER and JSON, declares the rules BER, DER, CER, PER,
+ * UPER, OER, COER and JSON and DER support. */
 void kel_codefile_init(KelGlobal *world);
 int kel_ber_encode(KelGlobal *world, int pdu, void *value);
 int kel_ber_decode(KelGlobal *world, int *pdu, void **value);
@@ -24,11 +24,16 @@ int kel_per_encode(KelGlobal *world, int pdu, void *value);
 int kel_per_decode(KelGlobal *world, int *pdu, void **value);
 int kel_oer_encode(KelGlobal *world, int pdu, void *value);
 void *kel_oer_decode(KelGlobal *world, int pdu);
+int kel_json_encode(KelGlobal *world, int pdu, void *value);
+/* The JSON decoder entry; its second argument is the driver's cursor. */
+struct KelJsonCursor;
+void *kel_json_decode(KelGlobal *world, struct KelJsonCursor *cursor, int pdu);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);
 
-/* Whether the PER (OER) walker knows every type a type is built of. */
+/* Whether the PER (OER, JSON) walker knows every type a type is built of. */
 int kel_per_knows(const KelTypeDesc *type);
 int kel_oer_knows(const KelTypeDesc *type);
+int kel_json_knows(const KelTypeDesc *type);
 
 /* The control table of a table-driven code file. */
 #define KEL_CODEFILE_CONTROL                                                                    \
