@@ -74,6 +74,8 @@ int kelJsonEncode(KelGlobal *world, int pdu, void *value, KelBuf *output, unsign
     const bool restore = prepare_layout(ext);
     if (output->value && output->length && !((flags | world->encodingFlags) & DETERMINE_ENC_LENGTH))
         std::memset(output->value, ' ', output->length);
+    // Text has no octet in progress, whatever a bit-stream rule left.
+    world->bitOffset = 0;
     const int code = kel::run_encoder<JsonFamily>(world, pdu, value, output, flags);
     if (restore) {
         ext->jsonFlags = savedFlags;
