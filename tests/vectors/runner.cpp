@@ -6,8 +6,9 @@
 // For each case and each rule that both the case and the code file carry, one
 // check: decode the given octets and compare with the value; encode the value
 // and compare the octets (canonical rules) or decode the re-encoding and
-// compare the value (BER); all of it once in library memory and once in a
-// caller's buffer.  Prints one line per failed check, then the totals.
+// compare the value (BER) or compare the texts as JSON values (JSON); all of
+// it once in library memory and once in a caller's buffer.  Prints one line
+// per failed check, then the totals.
 #include <algorithm>
 #include <cctype>
 #include <cfloat>
@@ -28,6 +29,7 @@
 #include <nlohmann/json.hpp>
 
 #include "codefiles.h"
+#include "kelvarn_json.h"
 #include "kelvarn_prim.h"
 
 namespace {
@@ -50,6 +52,7 @@ constexpr Rule kRules[] = {
     {"uper", KEL_PER_UNALIGNED, true},
     {"oer", KEL_OER, true},
     {"coer", KEL_COER, true},
+    {"jer", KEL_JSON, false},
 };
 const std::set<std::string> kCorpusRules = {"ber", "der", "cer", "per", "uper",
                                             "oer", "coer", "xer", "cxer", "jer"};
@@ -63,6 +66,7 @@ const Rule *find_rule(const std::string &name) {
 
 bool is_per(const Rule &rule) { return rule.number == KEL_PER_ALIGNED || rule.number == KEL_PER_UNALIGNED; }
 bool is_oer(const Rule &rule) { return rule.number == KEL_OER || rule.number == KEL_COER; }
+bool is_jer(const Rule &rule) { return rule.number == KEL_JSON; }
 
 // Whether the code file has the entries of the rule's family, and the
 // family's walker knows the type.
@@ -71,6 +75,8 @@ bool supports(const KelCodeFile *file, const Rule &rule, const KelTypeDesc *type
         return file->control.perEncode && file->control.perDecode && kel_per_knows(type);
     if (is_oer(rule))
         return kel_oer_knows(type);
+    if (is_jer(rule))
+        return kel_json_knows(type);
     return file->control.berEncode && file->control.berDecode;
 }
 
@@ -79,6 +85,12 @@ Bytes from_hex(const std::string &hex) {
     for (size_t i = 0; i + 1 < hex.size(); i += 2)
         out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
     return out;
+}
+
+// The octets a case gives for a rule: hexadecimal, or the JSON text itself.
+Bytes encoding_of(const Rule &rule, const Json &encoding) {
+    const std::string text = encoding.get<std::string>();
+    return is_jer(rule) ? Bytes(text.begin(), text.end()) : from_hex(text);
 }
 
 std::string to_hex(const uint8_t *p, size_t n) {
@@ -1015,7 +1027,8 @@ class Check {
     }
 
     std::string encode_and_compare(const Rule &rule, const Bytes &expected, bool caller) {
-        Bytes area(expected.size() + 1024);
+        // Indented JSON takes room that the compact corpus text doesn't.
+        Bytes area(is_jer(rule) ? expected.size() * 8 + 65536 : expected.size() + 1024);
         KelBuf out{0, nullptr};
         if (caller)
             out = KelBuf{static_cast<uint32_t>(area.size()), area.data()};
@@ -1024,12 +1037,91 @@ class Check {
         Bytes produced(out.value, out.value + out.length);
         if (!caller)
             kelFreeBuf(world_, out.value);
+        if (is_jer(rule))
+            return caller ? compare_json(produced, expected) : compare_json_texts(produced, expected);
         // Basic OER leaves the order of SET OF elements to the encoder.
         if (rule.canonical && !(rule.number == KEL_OER && holds_set_of(type_, 0)))
             return produced == expected ? "" : "octets " + to_hex(produced.data(), produced.size());
         std::string failure = decode_and_compare(produced, caller);
         return failure.empty() ? "" : "re-encoding " + to_hex(produced.data(), produced.size()) +
                                           ": " + failure;
+    }
+
+    static std::string text_of(const Bytes &octets) { return std::string(octets.begin(), octets.end()); }
+
+    // JSON texts compare as JSON values, member for member: white space and
+    // layout don't count (the encoder indents by default, the corpus texts
+    // are compact), nor does the order of an object's members.  Numbers
+    // beyond 64 bits compare as their digits.
+    static std::string compare_json(const Bytes &produced, const Bytes &expected) {
+        const Json ours = Json::parse(quote_big_integers(text_of(produced)), nullptr, false);
+        const Json theirs = Json::parse(quote_big_integers(text_of(expected)), nullptr, false);
+        return !ours.is_discarded() && ours == theirs ? "" : "text " + text_of(produced);
+    }
+
+    // Whether a JSON text has white space outside its strings.
+    static bool has_layout(const std::string &text) {
+        bool inString = false;
+        for (size_t i = 0; i < text.size(); i++) {
+            if (inString && text[i] == '\\')
+                i++;
+            else if (text[i] == '"')
+                inString = !inString;
+            else if (!inString && std::isspace(static_cast<unsigned char>(text[i])))
+                return true;
+        }
+        return false;
+    }
+
+    // Our compact text in the spelling of the corpus texts where JSON itself
+    // leaves the spelling free (X.697 clause 2 takes JSON text from
+    // ECMA-404): the digits of a \u escape in lower case (ECMA-404 9 allows
+    // either case), and a BIT STRING object with "length" before "value"
+    // (ECMA-404 6 gives the order of an object's members no meaning).
+    static std::string corpus_spelling(const std::string &text) {
+        static const std::string value = "{\"value\":\"", length = "\",\"length\":";
+        std::string out;
+        for (size_t i = 0; i < text.size(); i++) {
+            if (text[i] == '\\' && i + 1 < text.size()) {
+                const bool escape = text[i + 1] == 'u';
+                out += text.substr(i, escape ? 6 : 2);
+                if (escape)
+                    std::transform(out.end() - 4, out.end(), out.end() - 4, [](char c) { return std::tolower(c); });
+                i += escape ? 5 : 1;
+                continue;
+            }
+            if (text.compare(i, value.size(), value) == 0) {
+                const size_t hexEnd = text.find('"', i + value.size());
+                const size_t digits = hexEnd == std::string::npos ? hexEnd : hexEnd + length.size();
+                const size_t close = digits == std::string::npos ? digits : text.find('}', digits);
+                if (close != std::string::npos && text.compare(hexEnd, length.size(), length) == 0) {
+                    out += "{\"length\":" + text.substr(digits, close - digits) + ",\"value\":\"" +
+                           text.substr(i + value.size(), hexEnd - i - value.size()) + "\"}";
+                    i = close;
+                    continue;
+                }
+            }
+            out += text[i];
+        }
+        return out;
+    }
+
+    // As JSON values; then, where the corpus text is compact, our compact
+    // text octet for octet in the corpus's spelling.
+    std::string compare_json_texts(const Bytes &produced, const Bytes &expected) {
+        std::string failure = compare_json(produced, expected);
+        if (!failure.empty() || has_layout(text_of(expected)))
+            return failure;
+        const unsigned long flags = kelGetJsonFlags(world_);
+        kelSetJsonFlags(world_, flags | JSON_COMPACT_ENCODING);
+        KelBuf out{0, nullptr};
+        const int code = kelEncode(world_, pdu_, const_cast<void *>(expected_), &out);
+        kelSetJsonFlags(world_, flags);
+        if (code)
+            return "compact: " + library_failure(code);
+        const std::string compact(reinterpret_cast<const char *>(out.value), out.length);
+        kelFreeBuf(world_, out.value);
+        return corpus_spelling(compact) == corpus_spelling(text_of(expected)) ? "" : "compact text " + compact;
     }
 
     KelGlobal *world_;
@@ -1110,6 +1202,11 @@ class Runner {
         {"TypesZoo", "namedbits-empty", "coer",
          "a named-bit BIT STRING of no bits, 01 00, which X.696 allows: the COER decoder refuses it in a "
          "fixed-size memory form (0063S)", false, true},
+        {"TypesZoo", "namedbits-trailing-zeros", "jer",
+         "named-bit BIT STRING keeps trailing 0 bits, which an encoder may drop (X.680 22.7); the JSON writer "
+         "drops them as DER does", true, true},
+        {"TypesZoo", "oid-arc-2p64", "jer",
+         "an arc of 65 bits: the JSON reader holds an arc in 64 bits and refuses it (0023E)", false, true},
         {"PersonnelA1", "x691-sample", "cer", kCerSetOrder, true, false},
         {"PersonnelA2", "x691-sample", "cer", kCerSetOrder, true, false},
         {"PersonnelA3", "x691-sample", "cer", kCerSetOrder, true, false},
@@ -1149,11 +1246,11 @@ class Runner {
                 continue;
             }
             const Disagreement *wrong = disagreement(c, name);
-            const bool rewritten = (is_per(*rule) || is_oer(*rule)) && pieces.timeRewritten;
+            const bool rewritten = (is_per(*rule) || is_oer(*rule) || is_jer(*rule)) && pieces.timeRewritten;
             std::string failure = wrong && !wrong->decodes
                                       ? ""
                                       : Check(world, pdu, type, expected.data())
-                                            .run(*rule, from_hex(encoding.get<std::string>()), wrong || rewritten);
+                                            .run(*rule, encoding_of(*rule, encoding), wrong || rewritten);
             if (wrong && failure.empty()) {
                 std::fprintf(stderr, "%s %s: skipped, %s: %s%s\n", label.c_str(), name.c_str(),
                              wrong->byDesign ? "the library differs by design" : "the vector is wrong", wrong->reason, wrong->decodes ? " (its decoding checked)" : "");
@@ -1162,7 +1259,7 @@ class Runner {
             } else if (rewritten && failure.empty()) {
                 std::fprintf(stderr, "%s %s: skipped, the memory form writes the time otherwise than the case; "
                              "%s carries the text as it stands (its decoding checked)\n", label.c_str(), name.c_str(),
-                             is_per(*rule) ? "PER" : "OER");
+                             is_per(*rule) ? "PER" : is_oer(*rule) ? "OER" : "JSON");
                 totals_.skipped++;
                 byRule_[name].skipped++;
             } else if (failure.empty()) {
@@ -1187,6 +1284,9 @@ class Runner {
             world = nullptr;
         } else {
             kelSetSeqSetNestingLimit(world, 0); // the corpus nests values 70 levels and more
+            // The corpus's JSON texts keep the DEFAULT members a value gives,
+            // equal to the default or not.
+            kelSetJsonFlags(world, JSON_ENC_DEFAULT_VALUES);
         }
         worlds_[file] = world;
         return world;
