@@ -4,7 +4,9 @@
 // that order.  Under other rules and in count mode the block calls do
 // nothing: the length of unsorted elements is the same.
 //
-// Also the undo of block frames that a failed encode left open.
+// Also the decoder's test of that order under strict rules, and the undo of
+// block frames that a failed encode left open.
+#include <algorithm>
 #include <cstring>
 
 #include "kelvarn_ber.h"
@@ -66,46 +68,42 @@ void take_item(KelGlobal *world, BlockFrame *frame, int32_t rem) {
     }
 }
 
-// Canonical order of encodings: octet by octet as unsigned numbers, the first
-// octets ORed with `padding`; on a common prefix the shorter one first.
-bool precedes(const KelBuf &a, const KelBuf &b, uint8_t padding) {
+// Canonical order of encodings (X.690 11.6): octet strings compared with the
+// shorter one padded with zero octets at its end.  No complete encoding is a
+// proper prefix of another, so on a common prefix the shorter one goes first:
+// a memcmp of the common length then the lengths decide.  Length first would
+// not be this order.  The first octets are ORed with `padding` (CXER).
+//
+// The comparison is cheap for the keys sets are usually made of: the first
+// octets (the tags) decide most pairs inline; keys of equal length, the
+// common case for elements of one type, need one memcmp and no more.
+inline bool precedes(const KelBuf &a, const KelBuf &b, uint8_t padding) {
     const uint32_t common = a.length < b.length ? a.length : b.length;
-    uint32_t from = 0;
-    if (padding && common) {
-        const uint8_t x = a.value[0] | padding, y = b.value[0] | padding;
-        if (x != y)
-            return x < y;
-        from = 1;
-    }
-    if (common > from) {
-        const int c = std::memcmp(a.value + from, b.value + from, common - from);
-        if (c)
-            return c < 0;
-    }
-    return a.length < b.length;
+    if (common == 0)
+        return a.length < b.length;
+    const uint8_t x = a.value[0] | padding, y = b.value[0] | padding;
+    if (x != y)
+        return x < y;
+    const int c = common > 1 ? std::memcmp(a.value + 1, b.value + 1, common - 1) : 0;
+    return c < 0 || (c == 0 && a.length < b.length);
 }
 
-// Shell sort in place with Fibonacci gaps, ending with an insertion pass.
+// Sorts the items in place in O(n log n) comparisons whatever the input:
+// std::sort is an introsort, falling back to heap sort where quicksort would
+// go quadratic.  Items that are in order already, or in reverse order (the
+// walkers hand the elements of a decoded, hence sorted, set last first) are
+// recognised in one linear pass, which stops at the first pair out of place.
+// Equal neighbours are identical encodings, so neither pass needs stability.
 void sort_items(KelBuf *items, uint32_t n, uint8_t padding) {
-    uint32_t a = 1, b = 2;
-    while (b <= n) {
-        a += b;
-        b += a;
+    const auto before = [padding](const KelBuf &a, const KelBuf &b) { return precedes(a, b, padding); };
+    const auto after = [padding](const KelBuf &a, const KelBuf &b) { return precedes(b, a, padding); };
+    if (std::is_sorted(items, items + n, before))
+        return;
+    if (std::is_sorted(items, items + n, after)) {
+        std::reverse(items, items + n);
+        return;
     }
-    for (;;) {
-        b -= a;
-        a -= b;
-        if (a == 0)
-            break;
-        const uint32_t gap = a;
-        for (uint32_t i = gap; i < n; ++i) {
-            const KelBuf moving = items[i];
-            uint32_t j = i;
-            for (; j >= gap && precedes(moving, items[j - gap], padding); j -= gap)
-                items[j] = items[j - gap];
-            items[j] = moving;
-        }
-    }
+    std::sort(items, items + n, before);
 }
 
 // Appends `n` octets at the forward writer's position.
@@ -257,6 +255,17 @@ void _kel_endBlock(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t 
         }
     }
     release_frame(world, frame);
+}
+
+void _kel_check_setof_order(KelGlobal *world, const unsigned char *previous, uint32_t previousLength,
+                            const unsigned char *current, uint32_t currentLength) {
+    if (!(world->decodingFlags & STRICT_ENCODING_DECODING_RULES) ||
+        (world->encRules != KEL_DER && world->encRules != KEL_CER))
+        return;
+    const KelBuf before{previousLength, const_cast<unsigned char *>(previous)};
+    const KelBuf now{currentLength, const_cast<unsigned char *>(current)};
+    if (precedes(now, before, 0))
+        _kel_enc_error(world, kel::kMsgMisencoded, currentLength);
 }
 
 } // extern "C"

@@ -318,6 +318,14 @@ KEL_API int32_t _kel_dec_date_time(KelGlobal *world, unsigned char **pos, int32_
 KEL_API void _kel_beginBlock(KelGlobal *world, uint32_t count, unsigned char **pos, int32_t *rem);
 KEL_API void _kel_nextItem(KelGlobal *world, int32_t *rem);
 KEL_API void _kel_endBlock(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t padding);
+/* Decoding a SET OF under DER or CER with STRICT_ENCODING_DECODING_RULES:
+ * fails with "0037E" when the element just read, `current`, sorts before the
+ * one read ahead of it, `previous` (whole encodings, tag and length
+ * included).  Equal neighbours pass.  Does nothing under other rules and
+ * without the flag. */
+KEL_API void _kel_check_setof_order(KelGlobal *world, const unsigned char *previous,
+                                    uint32_t previousLength, const unsigned char *current,
+                                    uint32_t currentLength);
 
 /* Steps over `length` octets, or with a negative length up to and over the
  * matching end-of-contents. */

@@ -25,6 +25,7 @@
 
 /* Messages raised here. */
 enum {
+    MSG_OUT_OF_MEMORY = 6,
     MSG_END_OF_INPUT = 45,
     MSG_BAD_EOC = 100,
     MSG_INCONSISTENT = 102,
@@ -341,23 +342,48 @@ static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *reco
     }
 }
 
-static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *field, int32_t length,
-                            int32_t end)
+/* The elements go into an array that grows by doubling on the temporary
+ * stack and moves to decoder memory after the last one: the count is known
+ * only then, so a list refused at an early element costs what was read, not
+ * a walk over the rest.  Elements give back what they take from the
+ * temporary stack, so between elements the array is its newest piece and
+ * grows in place or by one move.  A SET OF under DER and CER hands each
+ * element's encoding with the previous one to the library's order test. */
+static void decode_elements(Walk *w, const KelTypeDesc *type, unsigned char *field, int32_t end)
 {
     KelGlobal *world = w->world;
     KelSequenceOf *list = (KelSequenceOf *)(void *)field;
     const KelComponent *element = &type->components[0];
     const uint32_t size = element->type->size;
-    const int32_t count = _kel_count_setof_items(world, &world->inPos, &world->inRemaining, length);
-    int32_t i;
+    const int ordered = type->kind == KEL_KIND_SET_OF && world->encRules != KEL_BER;
+    unsigned char *array = NULL, *previous = NULL;
+    uint32_t count = 0, capacity = 0, previousLength = 0;
 
-    list->count = (uint32_t)count;
-    list->elements = count > 0 ? _kel_dec_getmem(world, count * (int32_t)size) : NULL;
-    if (count > 0)
-        memset(list->elements, 0, (size_t)count * size);
-    for (i = 0; i < count; i++)
-        decode_component(w, element, (unsigned char *)list->elements + (size_t)i * size, NULL);
-    close_contents(world, end);
+    while (more_contents(world, end)) {
+        unsigned char *start = world->inPos;
+        if (count == capacity) {
+            const uint32_t grown = capacity ? 2 * capacity : 8;
+            if ((uint64_t)grown * size > INT32_MAX)
+                _kel_enc_error(world, MSG_OUT_OF_MEMORY, UINT32_MAX);
+            array = _kel_dec_realloctempmem(world, array, capacity * size, grown * size);
+            capacity = grown;
+        }
+        memset(array + (size_t)count * size, 0, size);
+        decode_component(w, element, array + (size_t)count * size, NULL);
+        if (ordered && previous)
+            _kel_check_setof_order(world, previous, previousLength, start, (uint32_t)(world->inPos - start));
+        previous = start;
+        previousLength = (uint32_t)(world->inPos - start);
+        count++;
+    }
+    list->count = count;
+    list->elements = NULL;
+    if (count) {
+        list->elements = _kel_dec_getmem_internal(world, count * size);
+        memcpy(list->elements, array, (size_t)count * size);
+    }
+    if (array)
+        _kel_dec_freetempmem(world, array);
 }
 
 static void decode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field)
@@ -413,7 +439,7 @@ static void decode_inner(Walk *w, const KelTypeDesc *type, const KelTag *tag, un
         if (type->kind <= KEL_KIND_SET)
             decode_members(w, type, field, end_of(world, length));
         else
-            decode_elements(w, type, field, length, end_of(world, length));
+            decode_elements(w, type, field, end_of(world, length));
         w->depth--;
         return;
     case KEL_KIND_CHOICE:
