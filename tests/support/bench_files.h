@@ -1,5 +1,5 @@
 // bench_files.h - the encodings of the benchmark messages, read from their
-// hexadecimal files in KEL_BENCH_DIR, for the tests of the code files.
+// hexadecimal or text files in KEL_BENCH_DIR, for the tests of the code files.
 #pragma once
 
 #include <cctype>
@@ -36,6 +36,13 @@ inline Bytes from_hex(const std::string &text) {
 inline Bytes bench_file(const std::string &name) {
     std::ifstream in(std::string(KEL_BENCH_DIR) + "/" + name);
     return from_hex(std::string(std::istreambuf_iterator<char>(in), {}));
+}
+
+// The octets of a text file of the benchmark directory, e.g.
+// "ProtoMessage.jer.json", as they stand.
+inline Bytes bench_text(const std::string &name) {
+    std::ifstream in(std::string(KEL_BENCH_DIR) + "/" + name, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), {});
 }
 #endif
 
