@@ -1,7 +1,8 @@
 // bench_messages.cpp - ProtoMessage, CertTrim and PersonnelRecordA2 through
 // their straight-line code files, as an application runs them: decode and
 // encode under each rule a message has files of (DER, BER, aligned and
-// unaligned PER, OER and COER), in library memory and in a caller's buffer.
+// unaligned PER, OER, COER and JSON), in library memory and in a caller's
+// buffer.
 // The encodings are the files of the benchmark directory (../shared/bench
 // beside the source tree); the value to encode is their decoding.  Decoding in library memory
 // includes kelFreePDU.  Names follow <message>/<rule>/<direction>/<memory>.
@@ -40,10 +41,14 @@ struct World {
     void *value = nullptr;
     int pdu;
     World(const MessageFile &m, int rule, const char *ruleName) : pdu(m.pdu) {
-        std::ifstream in(bench_dir() + m.name + "." + ruleName + ".hex");
-        encoding = kel_test::from_hex(std::string(std::istreambuf_iterator<char>(in), {}));
+        // The JSON file is the compact text itself, which the encoder writes too.
+        const bool text = rule == KEL_JSON;
+        std::ifstream in(bench_dir() + m.name + "." + ruleName + (text ? ".json" : ".hex"));
+        const std::string content(std::istreambuf_iterator<char>(in), {});
+        encoding = text ? Bytes(content.begin(), content.end()) : kel_test::from_hex(content);
         kelinit(&world, m.control);
         kelSetEncodingRules(&world, rule);
+        kelSetJsonIndentSize(&world, -1);
         KelBuf buf{static_cast<uint32_t>(encoding.size()), encoding.data()};
         if (kelDecode(&world, &pdu, &buf, &value) != 0)
             value = nullptr;
@@ -111,6 +116,7 @@ const bool registered = [] {
     } runs[] = {
         {&proto, KEL_DER, "der"}, {&proto, KEL_BER, "ber"}, {&proto, KEL_PER_ALIGNED, "per"},
         {&proto, KEL_PER_UNALIGNED, "uper"}, {&proto, KEL_OER, "oer"}, {&proto, KEL_COER, "coer"},
+        {&proto, KEL_JSON, "jer"},
         {&cert, KEL_DER, "der"}, {&cert, KEL_BER, "ber"}, {&cert, KEL_OER, "oer"}, {&cert, KEL_COER, "coer"},
         {&a2, KEL_PER_ALIGNED, "per"}, {&a2, KEL_PER_UNALIGNED, "uper"}, {&a2, KEL_OER, "oer"},
         {&a2, KEL_COER, "coer"},

@@ -1,7 +1,8 @@
 // bench_personnel.cpp - the X.690 Annex A personnel record through its
 // straight-line code file, as an application runs it: encode and decode
-// under BER, DER, aligned and unaligned PER, OER and COER, in library
-// memory and in a caller's buffer.  Decoding in library memory includes
+// under BER, DER, aligned and unaligned PER, OER, COER and JSON (compact,
+// as the benchmark directory's text), in library memory and in a caller's
+// buffer.  Decoding in library memory includes
 // kelFreePDU.  Names follow
 // <message>/<rule>/<direction>/<memory>.
 #include <benchmark/benchmark.h>
@@ -37,6 +38,7 @@ struct World {
     explicit World(int rule) {
         kelinit(&world, &personnel_control);
         kelSetEncodingRules(&world, rule);
+        kelSetJsonIndentSize(&world, -1);
         KelBuf out{0, nullptr};
         if (kelEncode(&world, PersonnelRecord_PDU, &sample, &out) == 0) {
             encoding.assign(out.value, out.value + out.length);
@@ -86,7 +88,8 @@ void decode(benchmark::State &state, int rule, bool caller) {
 const bool registered = [] {
     static const struct { int rule; const char *name; } rules[] = {
         {KEL_DER, "der"},         {KEL_BER, "ber"}, {KEL_PER_ALIGNED, "per"},
-        {KEL_PER_UNALIGNED, "uper"}, {KEL_OER, "oer"}, {KEL_COER, "coer"}};
+        {KEL_PER_UNALIGNED, "uper"}, {KEL_OER, "oer"}, {KEL_COER, "coer"},
+        {KEL_JSON, "jer"}};
     for (const auto &r : rules)
         for (bool caller : {false, true}) {
             const std::string memory = caller ? "caller" : "library";

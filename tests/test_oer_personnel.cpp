@@ -17,44 +17,22 @@
 #include "internal.h"
 #include "personnel.h"
 #include "personnel_a2.h"
+#include "personnel_sample.h"
 
 namespace {
 
 using kel_test::bench_file;
 using kel_test::Bytes;
 using kel_test::CountingAllocator;
-
-char *text(const char *s) { return const_cast<char *>(s); }
-
-ChildInformation a1Children[] = {{{text("Ralph"), text("T"), text("Smith")}, text("19571111")},
-                                 {{text("Susan"), text("B"), text("Jones")}, text("19590717")}};
-const PersonnelRecord a1Sample = {children_present, {text("John"), text("P"), text("Smith")}, text("Director"), 51,
-                                  text("19710917"), {text("Mary"), text("T"), text("Smith")}, {2, a1Children}};
+using kel_test::a1Children;
+using kel_test::a1Sample;
+using kel_test::same;
+using kel_test::same_record;
+using kel_test::text;
 
 A2ChildInformation a2Children[] = {{{"Ralph", "T", "Smith"}, "19571111"}, {{"Susan", "B", "Jones"}, "19590717"}};
 const A2PersonnelRecord a2Sample = {A2_children_present, {"John", "P", "Smith"}, text("Director"), 51,
                                     "19710917", {"Mary", "T", "Smith"}, {2, a2Children}};
-
-// Both memory forms compare the same way: their strings by strcmp.
-template <class N> bool same_name(const N &a, const N &b) {
-    return !std::strcmp(a.givenName, b.givenName) && !std::strcmp(a.initial, b.initial) &&
-           !std::strcmp(a.familyName, b.familyName);
-}
-
-template <class R> bool same_record(const R &a, const R &b) {
-    if (!same_name(a.name, b.name) || std::strcmp(a.title, b.title) || a.number != b.number ||
-        std::strcmp(a.dateOfHire, b.dateOfHire) || !same_name(a.nameOfSpouse, b.nameOfSpouse) ||
-        a.bit_mask != b.bit_mask || a.children.count != b.children.count)
-        return false;
-    for (uint32_t i = 0; i < a.children.count; ++i)
-        if (!same_name(a.children.value[i].name, b.children.value[i].name) ||
-            std::strcmp(a.children.value[i].dateOfBirth, b.children.value[i].dateOfBirth))
-            return false;
-    return true;
-}
-template <class R> bool same(const void *a, const void *b) {
-    return same_record(*static_cast<const R *>(a), *static_cast<const R *>(b));
-}
 
 struct Message {
     const char *name;
