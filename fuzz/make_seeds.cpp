@@ -42,6 +42,7 @@ struct Family {
 
 const Family families[] = {
     { "ber", { { "ber", ".ber.hex" }, { "der", ".der.hex" }, { "cer", nullptr } } },
+    { "der_canonical", { { "der", ".der.hex" } } },
     { "per", { { "per", ".per.hex" }, { "uper", ".uper.hex" } } },
     { "oer", { { "oer", ".oer.hex" }, { "coer", ".coer.hex" } } },
     { "json", { { "jer", ".jer.json", true } } },

@@ -11,11 +11,13 @@
  * in place, and the decoder never claims to have read more than it was
  * given when it succeeds.  Every value goes back through kelFreePDU and
  * every encoding through kelFreeBuf, so that LeakSanitizer reports real
- * leaks.  Bit 6 of the mode octet asks for relaxed decoding.
+ * leaks.  Bit 6 of the mode octet asks for relaxed decoding.  A family may
+ * ask for the canonical oracle instead (canonical_trip).
  */
 #ifndef KEL_FUZZ_ROUND_TRIP_H
 #define KEL_FUZZ_ROUND_TRIP_H
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -25,6 +27,10 @@
 namespace kel_fuzz {
 
 /* The rules of a target's family, by selector. */
+/* What a target checks of a decoded value: that it survives a round trip,
+ * or that its encoding is the input itself (canonical_trip). */
+enum class Oracle { round_trip, canonical };
+
 struct Family {
     const char *target;
     const int *rules;
@@ -32,6 +38,7 @@ struct Family {
     unsigned ruleCount;
     /* The family's own settings from the mode octet's upper bits, or null. */
     void (*configure)(KelGlobal *world, unsigned familyBits) = nullptr;
+    Oracle oracle = Oracle::round_trip;
 };
 
 constexpr unsigned familyRelaxed = 0x1;
@@ -175,6 +182,38 @@ inline void round_trip(KelGlobal *world, const Selection &sel, const Family &fam
         trip.fail("the second encoding differs from the first", 0);
 }
 
+inline void print_hex(const char *label, const uint8_t *octets, std::size_t n)
+{
+    std::fprintf(stderr, "%s ", label);
+    for (std::size_t i = 0; i < n; ++i)
+        std::fprintf(stderr, "%02x", octets[i]);
+    std::fprintf(stderr, "\n");
+}
+
+/* The canonical oracle.  Under DER with STRICT_ENCODING_DECODING_RULES the
+ * decoder takes only the one encoding of each value, so a value it took must
+ * encode to exactly the octets it consumed; any other encoding means that
+ * the decoder let a non-canonical form through or that the encoder is not
+ * canonical.  A value the encoder refuses ends here, as in round_trip. */
+inline void canonical_trip(KelGlobal *world, const Selection &sel, const Family &family, const uint8_t *octets,
+                           std::size_t n)
+{
+    RoundTrip trip(world, sel, family);
+    std::vector<unsigned char> encoding;
+
+    void *value = trip.decode(octets, n, decode_room(n));
+    if (!value)
+        return;
+    const std::size_t consumed = std::size_t(kelGetBytesReadByDecoder(world));
+    const int code = trip.encode(value, encoding, encode_room(n));
+    trip.release(value);
+    if (code == 0 && !(encoding.size() == consumed && std::equal(encoding.begin(), encoding.end(), octets))) {
+        print_hex("input     ", octets, consumed);
+        print_hex("encoded as", encoding.data(), encoding.size());
+        trip.fail("the encoding of a strictly decoded value differs from its input", 0);
+    }
+}
+
 /* One fuzz input: the selector octets choose schema, PDU, rule and memory;
  * a schema whose code file doesn't serve the chosen rule has nothing to do. */
 inline int run_input(const Family &family, const uint8_t *data, std::size_t size)
@@ -190,7 +229,10 @@ inline int run_input(const Family &family, const uint8_t *data, std::size_t size
             kelSetDecodingFlags(&world, kelGetDecodingFlags(&world) | KEL_RELAXED);
         if (family.configure)
             family.configure(&world, sel.familyBits);
-        round_trip(&world, sel, family, data + kel_fuzz::selectorSize, size - kel_fuzz::selectorSize);
+        if (family.oracle == Oracle::canonical)
+            canonical_trip(&world, sel, family, data + kel_fuzz::selectorSize, size - kel_fuzz::selectorSize);
+        else
+            round_trip(&world, sel, family, data + kel_fuzz::selectorSize, size - kel_fuzz::selectorSize);
     }
     kelterm(&world);
     return 0;
