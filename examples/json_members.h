@@ -8,9 +8,15 @@
  *
  * Member tables answer the component's position in its type; an extensible
  * type's table answers JSON_UNKNOWN_MEMBER for a name it does not know.
+ * Where the input holds exactly the character or the member name expected
+ * next, with no white space before it, the step takes it straight from the
+ * input; anything else goes through the tokeniser and the name tables,
+ * which give the same result more slowly.
  */
 #ifndef JSON_MEMBERS_H
 #define JSON_MEMBERS_H
+
+#include <string.h>
 
 #include "kelvarn_json.h"
 
@@ -46,14 +52,79 @@ static inline void json_enter(KelJsonCursor *c, uint32_t room)
         _kel_enc_error(c->world, JSON_MSG_NESTING, 0);
 }
 
-/* The name of a member and its colon: the member's position in its type.
- * Behind '{' (`first`) the object may close at once, behind a member's value
- * a comma or the closing brace follows; -1 when the object has closed. */
-static inline int32_t json_member(KelJsonCursor *c, const KelNameTable *names, int first)
+/* A type's members: the table of names, sorted by name, and for each
+ * component in the type's order its row of the table. */
+typedef struct JsonMembers {
+    KelNameTable names;
+    const uint8_t *rowOfPosition;
+} JsonMembers;
+
+/* The token of the one character `ch` (of kind `kind`) when it stands next
+ * in the input, taken without the tokeniser; else the tokeniser reads the
+ * next token against `mask`. */
+static inline void json_token(KelJsonCursor *c, unsigned char ch, uint32_t kind, uint32_t mask)
 {
-    int32_t field;
+    KelGlobal *w = c->world;
+    if (w->inRemaining > 0 && *w->inPos == ch) {
+        w->inPos++;
+        w->inRemaining--;
+        c->token = kind;
+        return;
+    }
+    _kel_json_token(c, mask);
+}
+
+#define json_string(c) json_token(c, '"', KEL_JTOK_STRING, KEL_JTOK_STRING)
+#define json_object(c) json_token(c, '{', KEL_JTOK_OPEN_OBJECT, KEL_JTOK_OPEN_OBJECT)
+#define json_array(c) json_token(c, '[', KEL_JTOK_OPEN_ARRAY, KEL_JTOK_OPEN_ARRAY)
+
+/* A number is read from its first character, which stays in the input. */
+static inline void json_number(KelJsonCursor *c)
+{
+    KelGlobal *w = c->world;
+    if (w->inRemaining > 0 && (*w->inPos == '-' || (unsigned)(*w->inPos - '0') < 10)) {
+        c->token = KEL_JTOK_NUMBER;
+        return;
+    }
+    _kel_json_token(c, KEL_JTOK_NUMBER);
+}
+
+/* Behind '[' (`first`) or behind an element: 1 with the next element's '{'
+ * read, 0 when the array has closed. */
+static inline int json_element(KelJsonCursor *c, int first)
+{
+    KelGlobal *w = c->world;
     if (first) {
-        _kel_json_token(c, KEL_JTOK_STRING | KEL_JTOK_CLOSE_OBJECT);
+        json_token(c, '{', KEL_JTOK_OPEN_OBJECT, KEL_JTOK_OPEN_OBJECT | KEL_JTOK_CLOSE_ARRAY);
+    } else if (w->inRemaining > 1 && w->inPos[0] == ',' && w->inPos[1] == '{') {
+        w->inPos += 2;
+        w->inRemaining -= 2;
+        c->token = KEL_JTOK_OPEN_OBJECT;
+    } else {
+        _kel_json_token(c, KEL_JTOK_COMMA | KEL_JTOK_CLOSE_ARRAY);
+        if (c->token == KEL_JTOK_COMMA)
+            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+    }
+    return c->token == KEL_JTOK_OPEN_OBJECT;
+}
+
+/* The name of the next member and its colon: the member's position in its
+ * type, or -1 when the object has closed.  `previous` is the position of
+ * the member read last, -1 behind '{'.  Members mostly come in the type's
+ * order, so the name of the component after `previous` is tried on the
+ * input first; any other name (or one written with escapes) goes through
+ * the table. */
+static inline int32_t json_member(KelJsonCursor *c, const JsonMembers *m, int32_t previous)
+{
+    KelGlobal *w = c->world;
+    const uint32_t next = (uint32_t)(previous + 1);
+    int32_t field;
+    if (previous < 0) {
+        json_token(c, '"', KEL_JTOK_STRING, KEL_JTOK_STRING | KEL_JTOK_CLOSE_OBJECT);
+    } else if (w->inRemaining > 1 && w->inPos[0] == ',' && w->inPos[1] == '"') {
+        w->inPos += 2;
+        w->inRemaining -= 2;
+        c->token = KEL_JTOK_STRING;
     } else {
         _kel_json_token(c, KEL_JTOK_COMMA | KEL_JTOK_CLOSE_OBJECT);
         if (c->token == KEL_JTOK_COMMA)
@@ -61,8 +132,18 @@ static inline int32_t json_member(KelJsonCursor *c, const KelNameTable *names, i
     }
     if (c->token == KEL_JTOK_CLOSE_OBJECT)
         return -1;
-    field = _kel_jdec_fidx(c, names);
-    _kel_json_token(c, KEL_JTOK_COLON);
+    if (next < m->names.count) {
+        const KelNameRow *row = &m->names.rows[m->rowOfPosition[next]];
+        if (w->inRemaining > (int32_t)row->length && w->inPos[row->length] == '"' &&
+            memcmp(w->inPos, row->name, row->length) == 0) {
+            w->inPos += row->length + 1;
+            w->inRemaining -= (int32_t)row->length + 1;
+            json_token(c, ':', KEL_JTOK_COLON, KEL_JTOK_COLON);
+            return (int32_t)next;
+        }
+    }
+    field = _kel_jdec_fidx(c, &m->names);
+    json_token(c, ':', KEL_JTOK_COLON, KEL_JTOK_COLON);
     return field;
 }
 

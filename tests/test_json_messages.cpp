@@ -282,6 +282,8 @@ TEST(JsonPersonnel, HostileMembers) {
                      {"members reordered",
                       R"("name":{"givenName":"John","initial":"P","familyName":"Smith"},"title":"Director",)",
                       R"("title":"Director","name":{"familyName":"Smith","initial":"P","givenName":"John"},)", ""},
+                     {"a member name with an escape", R"("givenName":"John")", R"("giv\u0065nName":"John")", ""},
+                     {"a name that starts like the expected one", R"("initial":"P")", R"("initialX":"P")", "0362S"},
                      {"number as a string", R"("number":51)", R"("number":"51")", "0361S"},
                      {"number with a fraction", R"("number":51)", R"("number":51.5)", "0361S"},
                      {"title as a number", R"("title":"Director")", R"("title":7)", "0361S"},

@@ -28,16 +28,19 @@ enum { RECORD_NAME, RECORD_TITLE, RECORD_NUMBER, RECORD_HIRE, RECORD_SPOUSE, REC
 
 static const KelNameRow nameRows[] = {
     JSON_NAME("familyName", NAME_FAMILY), JSON_NAME("givenName", NAME_GIVEN), JSON_NAME("initial", NAME_INITIAL)};
-static const KelNameTable nameFields = {3, 0, nameRows, NULL};
+static const uint8_t nameOrder[] = {1, 2, 0};
+static const JsonMembers nameFields = {{3, 0, nameRows, NULL}, nameOrder};
 
 static const KelNameRow childRows[] = {JSON_NAME("dateOfBirth", CHILD_BIRTH), JSON_NAME("name", CHILD_NAME)};
-static const KelNameTable childFields = {2, 0, childRows, NULL};
+static const uint8_t childOrder[] = {1, 0};
+static const JsonMembers childFields = {{2, 0, childRows, NULL}, childOrder};
 
 static const KelNameRow recordRows[] = {
     JSON_NAME("children", RECORD_CHILDREN), JSON_NAME("dateOfHire", RECORD_HIRE),
     JSON_NAME("name", RECORD_NAME),         JSON_NAME("nameOfSpouse", RECORD_SPOUSE),
     JSON_NAME("number", RECORD_NUMBER),     JSON_NAME("title", RECORD_TITLE)};
-static const KelNameTable recordFields = {6, 0, recordRows, NULL};
+static const uint8_t recordOrder[] = {2, 5, 4, 1, 3, 0};
+static const JsonMembers recordFields = {{6, 0, recordRows, NULL}, recordOrder};
 
 /* Children decoded before the list moves to temporary memory. */
 #define CHILDREN_LOCAL 4u
@@ -118,7 +121,7 @@ static void encode_PersonnelRecord(KelGlobal *w, const PersonnelRecord *v, uint3
 
 static void decode_visible(KelJsonCursor *c, char **field)
 {
-    _kel_json_token(c, KEL_JTOK_STRING);
+    json_string(c);
     _kel_jdec_string_nullterm(c, field);
 }
 
@@ -127,7 +130,7 @@ static void decode_Name(KelJsonCursor *c, Name *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &nameFields, 1); field >= 0; field = json_member(c, &nameFields, 0)) {
+    for (field = json_member(c, &nameFields, -1); field >= 0; field = json_member(c, &nameFields, field)) {
         seen = json_once(c, seen, field, "Name");
         switch (field) {
         case NAME_GIVEN:
@@ -149,10 +152,10 @@ static void decode_ChildInformation(KelJsonCursor *c, ChildInformation *v, uint3
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &childFields, 1); field >= 0; field = json_member(c, &childFields, 0)) {
+    for (field = json_member(c, &childFields, -1); field >= 0; field = json_member(c, &childFields, field)) {
         seen = json_once(c, seen, field, "ChildInformation");
         if (field == CHILD_NAME) {
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_Name(c, &v->name, room - 1);
         } else {
             decode_visible(c, &v->dateOfBirth);
@@ -169,10 +172,10 @@ static void decode_children(KelJsonCursor *c, PersonnelRecord *v, uint32_t room)
     ChildInformation local[CHILDREN_LOCAL];
     ChildInformation *list = local;
     uint32_t count = 0, capacity = CHILDREN_LOCAL;
+    int first;
     json_enter(c, room);
     v->bit_mask |= children_present;
-    _kel_json_token(c, KEL_JTOK_OPEN_OBJECT | KEL_JTOK_CLOSE_ARRAY);
-    while (c->token == KEL_JTOK_OPEN_OBJECT) {
+    for (first = 1; json_element(c, first); first = 0) {
         if (count == capacity) {
             if (capacity > CHILDREN_MAX / 2)
                 _kel_enc_error(w, JSON_MSG_OUT_OF_MEMORY, capacity);
@@ -187,9 +190,6 @@ static void decode_children(KelJsonCursor *c, PersonnelRecord *v, uint32_t room)
         }
         memset(&list[count], 0, sizeof *list);
         decode_ChildInformation(c, &list[count++], room - 1);
-        _kel_json_token(c, KEL_JTOK_COMMA | KEL_JTOK_CLOSE_ARRAY);
-        if (c->token == KEL_JTOK_COMMA)
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
     }
     v->children.count = count;
     if (count) {
@@ -206,29 +206,29 @@ static void decode_PersonnelRecord(KelJsonCursor *c, PersonnelRecord *v, uint32_
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &recordFields, 1); field >= 0; field = json_member(c, &recordFields, 0)) {
+    for (field = json_member(c, &recordFields, -1); field >= 0; field = json_member(c, &recordFields, field)) {
         seen = json_once(c, seen, field, "PersonnelRecord");
         switch (field) {
         case RECORD_NAME:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_Name(c, &v->name, room - 1);
             break;
         case RECORD_TITLE:
             decode_visible(c, &v->title);
             break;
         case RECORD_NUMBER:
-            _kel_json_token(c, KEL_JTOK_NUMBER);
+            json_number(c);
             v->number = _kel_jdec_lint(c, INT32_MIN, INT32_MAX);
             break;
         case RECORD_HIRE:
             decode_visible(c, &v->dateOfHire);
             break;
         case RECORD_SPOUSE:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_Name(c, &v->nameOfSpouse, room - 1);
             break;
         default:
-            _kel_json_token(c, KEL_JTOK_OPEN_ARRAY);
+            json_array(c);
             decode_children(c, v, room - 1);
             break;
         }

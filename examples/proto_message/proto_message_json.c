@@ -56,7 +56,8 @@ enum { TRAILER_SEQUENCE, TRAILER_CHECKSUM };
 static const KelNameRow messageRows[] = {
     JSON_NAME("body", MESSAGE_BODY), JSON_NAME("cellReports", MESSAGE_CELLS), JSON_NAME("header", MESSAGE_HEADER),
     JSON_NAME("security", MESSAGE_SECURITY), JSON_NAME("trailer", MESSAGE_TRAILER)};
-static const KelNameTable messageFields = {5, JSON_UNKNOWN_MEMBER, messageRows, NULL};
+static const uint8_t messageOrder[] = {2, 0, 1, 3, 4};
+static const JsonMembers messageFields = {{5, JSON_UNKNOWN_MEMBER, messageRows, NULL}, messageOrder};
 
 static const KelNameRow headerRows[] = {
     JSON_NAME("correlationId", HEADER_CORRELATION), JSON_NAME("destination", HEADER_DESTINATION),
@@ -64,49 +65,60 @@ static const KelNameRow headerRows[] = {
     JSON_NAME("messageId", HEADER_ID),              JSON_NAME("priority", HEADER_PRIORITY),
     JSON_NAME("protocolVersion", HEADER_VERSION),   JSON_NAME("source", HEADER_SOURCE),
     JSON_NAME("timestamp", HEADER_TIME)};
-static const KelNameTable headerFields = {9, JSON_UNKNOWN_MEMBER, headerRows, NULL};
+static const uint8_t headerOrder[] = {6, 4, 8, 5, 2, 7, 1, 0, 3};
+static const JsonMembers headerFields = {{9, JSON_UNKNOWN_MEMBER, headerRows, NULL}, headerOrder};
 
 static const KelNameRow nodeRows[] = {
     JSON_NAME("nodeName", NODE_NAME), JSON_NAME("nodeNumber", NODE_NUMBER), JSON_NAME("plmnId", NODE_PLMN)};
-static const KelNameTable nodeFields = {3, 0, nodeRows, NULL};
+static const uint8_t nodeOrder[] = {2, 1, 0};
+static const JsonMembers nodeFields = {{3, 0, nodeRows, NULL}, nodeOrder};
 
 static const KelNameRow bodyRows[] = {JSON_NAME("attachRequest", BODY_ATTACH),
                                       JSON_NAME("measurementReport", BODY_MEASUREMENT),
                                       JSON_NAME("releaseIndication", BODY_RELEASE)};
-static const KelNameTable bodyAlternatives = {3, JSON_UNKNOWN_MEMBER, bodyRows, NULL};
+static const uint8_t bodyOrder[] = {0, 1, 2};
+static const JsonMembers bodyAlternatives = {{3, JSON_UNKNOWN_MEMBER, bodyRows, NULL}, bodyOrder};
 
 static const KelNameRow attachRows[] = {JSON_NAME("capabilities", ATTACH_CAPABILITIES),
                                         JSON_NAME("imsi", ATTACH_IMSI)};
-static const KelNameTable attachFields = {2, 0, attachRows, NULL};
+static const uint8_t attachOrder[] = {1, 0};
+static const JsonMembers attachFields = {{2, 0, attachRows, NULL}, attachOrder};
 
 static const KelNameRow releaseRows[] = {JSON_NAME("cause", 0)};
-static const KelNameTable releaseFields = {1, 0, releaseRows, NULL};
+static const uint8_t releaseOrder[] = {0};
+static const JsonMembers releaseFields = {{1, 0, releaseRows, NULL}, releaseOrder};
 
 static const KelNameRow reportRows[] = {
     JSON_NAME("description", REPORT_TEXT), JSON_NAME("reportId", REPORT_ID),
     JSON_NAME("servingCell", REPORT_CELL), JSON_NAME("sessionKey", REPORT_KEY),
     JSON_NAME("trigger", REPORT_TRIGGER),  JSON_NAME("validity", REPORT_VALIDITY)};
-static const KelNameTable reportFields = {6, JSON_UNKNOWN_MEMBER, reportRows, NULL};
+static const uint8_t reportOrder[] = {1, 4, 2, 3, 0, 5};
+static const JsonMembers reportFields = {{6, JSON_UNKNOWN_MEMBER, reportRows, NULL}, reportOrder};
 
 static const KelNameRow validityRows[] = {JSON_NAME("durationMs", VALIDITY_DURATION),
                                           JSON_NAME("startTime", VALIDITY_START)};
-static const KelNameTable validityFields = {2, 0, validityRows, NULL};
+static const uint8_t validityOrder[] = {1, 0};
+static const JsonMembers validityFields = {{2, 0, validityRows, NULL}, validityOrder};
 
 static const KelNameRow cellRows[] = {JSON_NAME("cellId", CELL_ID), JSON_NAME("mcc", CELL_MCC),
                                       JSON_NAME("mnc", CELL_MNC)};
-static const KelNameTable cellFields = {3, 0, cellRows, NULL};
+static const uint8_t cellOrder[] = {1, 2, 0};
+static const JsonMembers cellFields = {{3, 0, cellRows, NULL}, cellOrder};
 
 static const KelNameRow cellReportRows[] = {JSON_NAME("pci", REPORT_PCI), JSON_NAME("rsrp", REPORT_RSRP),
                                             JSON_NAME("rsrq", REPORT_RSRQ), JSON_NAME("sinr", REPORT_SINR)};
-static const KelNameTable cellReportFields = {4, 0, cellReportRows, NULL};
+static const uint8_t cellReportOrder[] = {0, 1, 2, 3};
+static const JsonMembers cellReportFields = {{4, 0, cellReportRows, NULL}, cellReportOrder};
 
 static const KelNameRow securityRows[] = {JSON_NAME("algorithm", SECURITY_ALGORITHM),
                                           JSON_NAME("keySetId", SECURITY_KEY_SET), JSON_NAME("mac", SECURITY_MAC)};
-static const KelNameTable securityFields = {3, 0, securityRows, NULL};
+static const uint8_t securityOrder[] = {0, 1, 2};
+static const JsonMembers securityFields = {{3, 0, securityRows, NULL}, securityOrder};
 
 static const KelNameRow trailerRows[] = {JSON_NAME("checksum", TRAILER_CHECKSUM),
                                          JSON_NAME("sequenceNumber", TRAILER_SEQUENCE)};
-static const KelNameTable trailerFields = {2, 0, trailerRows, NULL};
+static const uint8_t trailerOrder[] = {1, 0};
+static const JsonMembers trailerFields = {{2, 0, trailerRows, NULL}, trailerOrder};
 
 /* Enumerators: by name for the decoder, by value for the encoder.  An
  * identifier that Priority gains in a later version has no value here, so
@@ -369,31 +381,31 @@ static void encode_Message(KelGlobal *w, const Message *v, uint32_t flags)
 
 static uint32_t get_uint(KelJsonCursor *c, uint32_t high)
 {
-    _kel_json_token(c, KEL_JTOK_NUMBER);
+    json_number(c);
     return _kel_jdec_ulint(c, high);
 }
 
 static int32_t get_int(KelJsonCursor *c, int32_t low, int32_t high)
 {
-    _kel_json_token(c, KEL_JTOK_NUMBER);
+    json_number(c);
     return _kel_jdec_lint(c, low, high);
 }
 
 static int32_t get_enum(KelJsonCursor *c, const KelNameTable *table)
 {
-    _kel_json_token(c, KEL_JTOK_STRING);
+    json_string(c);
     return _kel_jdec_enum(c, table);
 }
 
 static void get_hex(KelJsonCursor *c, unsigned char *out, int32_t n)
 {
-    _kel_json_token(c, KEL_JTOK_STRING);
+    json_string(c);
     _kel_jdec_octets(c, out, n);
 }
 
 static uint32_t get_bits32(KelJsonCursor *c)
 {
-    _kel_json_token(c, KEL_JTOK_STRING);
+    json_string(c);
     return _kel_jdec_bit_padded(c, 32);
 }
 
@@ -423,7 +435,7 @@ static void decode_NodeAddress(KelJsonCursor *c, NodeAddress *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &nodeFields, 1); field >= 0; field = json_member(c, &nodeFields, 0)) {
+    for (field = json_member(c, &nodeFields, -1); field >= 0; field = json_member(c, &nodeFields, field)) {
         seen = json_once(c, seen, field, "NodeAddress");
         switch (field) {
         case NODE_PLMN:
@@ -448,7 +460,7 @@ static void decode_Header(KelJsonCursor *c, Header *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &headerFields, 1); field >= 0; field = json_member(c, &headerFields, 0)) {
+    for (field = json_member(c, &headerFields, -1); field >= 0; field = json_member(c, &headerFields, field)) {
         seen = json_once(c, seen, field, "Header");
         switch (field) {
         case HEADER_VERSION:
@@ -467,7 +479,7 @@ static void decode_Header(KelJsonCursor *c, Header *v, uint32_t room)
             v->flags = get_bits32(c);
             break;
         case HEADER_SOURCE:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_NodeAddress(c, &v->source, room - 1);
             break;
         case HEADER_DESTINATION:
@@ -501,7 +513,7 @@ static void decode_CellIdentity(KelJsonCursor *c, CellIdentity *v, uint32_t room
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &cellFields, 1); field >= 0; field = json_member(c, &cellFields, 0)) {
+    for (field = json_member(c, &cellFields, -1); field >= 0; field = json_member(c, &cellFields, field)) {
         seen = json_once(c, seen, field, "CellIdentity");
         switch (field) {
         case CELL_MCC:
@@ -523,7 +535,7 @@ static void decode_validity(KelJsonCursor *c, struct MeasurementReport_validity 
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &validityFields, 1); field >= 0; field = json_member(c, &validityFields, 0)) {
+    for (field = json_member(c, &validityFields, -1); field >= 0; field = json_member(c, &validityFields, field)) {
         seen = json_once(c, seen, field, "validity");
         if (field == VALIDITY_START)
             v->startTime = get_uint(c, 0xFFFFFFFFu);
@@ -538,7 +550,7 @@ static void decode_MeasurementReport(KelJsonCursor *c, MeasurementReport *v, uin
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &reportFields, 1); field >= 0; field = json_member(c, &reportFields, 0)) {
+    for (field = json_member(c, &reportFields, -1); field >= 0; field = json_member(c, &reportFields, field)) {
         seen = json_once(c, seen, field, "MeasurementReport");
         switch (field) {
         case REPORT_ID:
@@ -548,14 +560,14 @@ static void decode_MeasurementReport(KelJsonCursor *c, MeasurementReport *v, uin
             v->trigger = (MeasurementReport_trigger)get_enum(c, &triggerTable);
             break;
         case REPORT_CELL:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_CellIdentity(c, &v->servingCell, room - 1);
             break;
         case REPORT_KEY:
             get_hex(c, v->sessionKey, 16);
             break;
         case REPORT_TEXT:
-            _kel_json_token(c, KEL_JTOK_STRING);
+            json_string(c);
             get_text(c, v->description, 0, 64);
             break;
         case REPORT_VALIDITY:
@@ -577,7 +589,7 @@ static void decode_AttachRequest(KelJsonCursor *c, AttachRequest *v, uint32_t ro
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &attachFields, 1); field >= 0; field = json_member(c, &attachFields, 0)) {
+    for (field = json_member(c, &attachFields, -1); field >= 0; field = json_member(c, &attachFields, field)) {
         seen = json_once(c, seen, field, "AttachRequest");
         if (field == ATTACH_IMSI)
             get_hex(c, v->imsi, 8);
@@ -592,7 +604,7 @@ static void decode_ReleaseIndication(KelJsonCursor *c, ReleaseIndication *v, uin
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &releaseFields, 1); field >= 0; field = json_member(c, &releaseFields, 0)) {
+    for (field = json_member(c, &releaseFields, -1); field >= 0; field = json_member(c, &releaseFields, field)) {
         seen = json_once(c, seen, field, "ReleaseIndication");
         v->cause = (uint8_t)get_uint(c, 255);
     }
@@ -605,18 +617,18 @@ static void decode_Body(KelJsonCursor *c, Body *v, uint32_t room)
 {
     int32_t field;
     json_enter(c, room);
-    field = json_member(c, &bodyAlternatives, 1);
+    field = json_member(c, &bodyAlternatives, -1);
     switch (field) {
     case BODY_ATTACH:
-        _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+        json_object(c);
         decode_AttachRequest(c, &v->u.attachRequest, room - 1);
         break;
     case BODY_MEASUREMENT:
-        _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+        json_object(c);
         decode_MeasurementReport(c, &v->u.measurementReport, room - 1);
         break;
     case BODY_RELEASE:
-        _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+        json_object(c);
         decode_ReleaseIndication(c, &v->u.releaseIndication, room - 1);
         break;
     case JSON_UNKNOWN_MEMBER:
@@ -626,7 +638,7 @@ static void decode_Body(KelJsonCursor *c, Body *v, uint32_t room)
         _kel_varn_error(c->world, JSON_MSG_INVALID_ENCODING, "Body");
     }
     v->choice = field == JSON_UNKNOWN_MEMBER ? 0 : (uint16_t)(field + 1);
-    _kel_json_token(c, KEL_JTOK_CLOSE_OBJECT);
+    json_token(c, '}', KEL_JTOK_CLOSE_OBJECT, KEL_JTOK_CLOSE_OBJECT);
 }
 
 static void decode_CellReport(KelJsonCursor *c, CellReport *v, uint32_t room)
@@ -634,7 +646,7 @@ static void decode_CellReport(KelJsonCursor *c, CellReport *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &cellReportFields, 1); field >= 0; field = json_member(c, &cellReportFields, 0)) {
+    for (field = json_member(c, &cellReportFields, -1); field >= 0; field = json_member(c, &cellReportFields, field)) {
         seen = json_once(c, seen, field, "CellReport");
         switch (field) {
         case REPORT_PCI:
@@ -661,15 +673,12 @@ static void decode_CellReport(KelJsonCursor *c, CellReport *v, uint32_t room)
 static void decode_cellReports(KelJsonCursor *c, struct Message_cellReports *v, uint32_t room)
 {
     uint32_t count = 0;
+    int first;
     json_enter(c, room);
-    _kel_json_token(c, KEL_JTOK_OPEN_OBJECT | KEL_JTOK_CLOSE_ARRAY);
-    while (c->token == KEL_JTOK_OPEN_OBJECT) {
+    for (first = 1; json_element(c, first); first = 0) {
         if (count == 32)
             _kel_enc_error(c->world, MSG_COUNT_RANGE, count + 1);
         decode_CellReport(c, &v->value[count++], room - 1);
-        _kel_json_token(c, KEL_JTOK_COMMA | KEL_JTOK_CLOSE_ARRAY);
-        if (c->token == KEL_JTOK_COMMA)
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
     }
     if (count == 0)
         _kel_enc_error(c->world, MSG_COUNT_RANGE, 0);
@@ -681,7 +690,7 @@ static void decode_SecurityContext(KelJsonCursor *c, SecurityContext *v, uint32_
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &securityFields, 1); field >= 0; field = json_member(c, &securityFields, 0)) {
+    for (field = json_member(c, &securityFields, -1); field >= 0; field = json_member(c, &securityFields, field)) {
         seen = json_once(c, seen, field, "SecurityContext");
         switch (field) {
         case SECURITY_ALGORITHM:
@@ -703,7 +712,7 @@ static void decode_Trailer(KelJsonCursor *c, Trailer *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &trailerFields, 1); field >= 0; field = json_member(c, &trailerFields, 0)) {
+    for (field = json_member(c, &trailerFields, -1); field >= 0; field = json_member(c, &trailerFields, field)) {
         seen = json_once(c, seen, field, "Trailer");
         if (field == TRAILER_SEQUENCE)
             v->sequenceNumber = (uint16_t)get_uint(c, 65535);
@@ -718,19 +727,19 @@ static void decode_Message(KelJsonCursor *c, Message *v, uint32_t room)
     uint32_t seen = 0;
     int32_t field;
     json_enter(c, room);
-    for (field = json_member(c, &messageFields, 1); field >= 0; field = json_member(c, &messageFields, 0)) {
+    for (field = json_member(c, &messageFields, -1); field >= 0; field = json_member(c, &messageFields, field)) {
         seen = json_once(c, seen, field, "Message");
         switch (field) {
         case MESSAGE_HEADER:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_Header(c, &v->header, room - 1);
             break;
         case MESSAGE_BODY:
-            _kel_json_token(c, KEL_JTOK_OPEN_OBJECT);
+            json_object(c);
             decode_Body(c, &v->body, room - 1);
             break;
         case MESSAGE_CELLS:
-            _kel_json_token(c, KEL_JTOK_OPEN_ARRAY);
+            json_array(c);
             decode_cellReports(c, &v->cellReports, room - 1);
             break;
         case MESSAGE_SECURITY:
