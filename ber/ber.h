@@ -58,7 +58,12 @@ enum : int {
     kMsgReservedReal = 113,
     kMsgEmbeddedNul = 114,
     kMsgIndefinitePrimitive = 119,
+    kMsgExpectedConstructed = 120,
+    kMsgExpectedPrimitive = 121,
     kMsgRealTooLarge = 128,
+    kMsgExponentNeedlesslyLong = 93,
+    kMsgSubidNeedlesslyLong = 96,
+    kMsgPaddingNotZero = 260,
     kMsgOidTooLong = 129,
     kMsgBadUtf8Sequence = 135,
     kMsgWidthMultiple = 140,
@@ -66,6 +71,27 @@ enum : int {
 };
 
 inline bool relaxed(const KelGlobal *world) { return (world->modeBits & KEL_MODE_RELAXED) != 0; }
+
+// STRICT_ENCODING_DECODING_RULES turns on the tests that the decoders leave
+// off by default.  Primitives test this flag word once, and only then look
+// at the rule.
+inline bool strict(const KelGlobal *world) {
+    return (world->decodingFlags & STRICT_ENCODING_DECODING_RULES) != 0;
+}
+
+// Strict decoding under CER or DER: what X.690 forbids in the canonical
+// encodings is refused too.
+inline bool strict_canonical(const KelGlobal *world) {
+    return strict(world) && (world->encRules == KEL_DER || world->encRules == KEL_CER);
+}
+
+// The most contents octets a CER string segment holds; a string with no
+// more is primitive.
+constexpr int32_t kCerSegment = 1000;
+
+// A primitive string of `length` contents octets beyond a CER segment, out
+// of line: refused by strict CER, which wants it in segments.
+void check_long_primitive(KelGlobal *world, int32_t length);
 
 } // namespace kel::ber
 
@@ -89,11 +115,12 @@ struct StringContents {
 
 // The contents of a primitive value of `length` octets, all present; the
 // input position moves behind them.  A negative length is the indefinite
-// form, which a primitive value can't have.
+// form, which a primitive value can't have: the tag (its constructed bit in
+// bitOffset) says which of the two is wrong.
 inline unsigned char *take_contents(KelGlobal *world, unsigned char **pos, int32_t *rem,
                                     int32_t length) {
     if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+        _kel_enc_error(world, world->bitOffset ? kMsgExpectedPrimitive : kMsgIndefinitePrimitive, 0);
     if (length > *rem)
         _kel_enc_error(world, kel::kMsgEndOfInput, 0);
     unsigned char *start = *pos;
@@ -119,6 +146,8 @@ inline void take_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int
         return;
     }
     unsigned char *start = take_contents(world, pos, rem, length);
+    if (length > kCerSegment)
+        check_long_primitive(world, length);
     if (length) {
         contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length), start};
         contents->list.count = 1;

@@ -1,9 +1,13 @@
 // ber_driver.cpp - the encode and decode drivers of the BER family (BER, CER,
 // DER).  The generated BER encoder writes backward and leaves the start of
 // its encoding in outPos and the length in outRemaining.
+#include "ber.h"
 #include "driver.h"
 
 namespace {
+
+// "0059E: The value is not an encoding of a single ASN.1 type".
+constexpr int kMsgNotOneValue = 127;
 
 struct BerFamily {
     static KelControlTable *table(KelGlobal *world) { return static_cast<KelControlTable *>(world->ctlTbl); }
@@ -19,7 +23,14 @@ struct BerFamily {
         output->value = world->outPos;
         output->length = static_cast<uint32_t>(world->outRemaining);
     }
-    static void finish_decoding(KelGlobal *, KelBuf *) {}
+    // Strict CER and DER decoding takes the input for one value: octets
+    // behind it are refused, unless the caller reads a stream of values
+    // (bit 0 of presetDecFlags) or a part of one.
+    static void finish_decoding(KelGlobal *world, KelBuf *) {
+        if (world->inRemaining && kel::ber::strict_canonical(world) && !(world->presetDecFlags & 1) &&
+            !world->partialMode)
+            _kel_enc_error(world, kMsgNotOneValue, 0);
+    }
 };
 
 } // namespace

@@ -131,10 +131,17 @@ bool any_one_bit(const StringContents *contents, uint32_t from, uint32_t to) {
     return false;
 }
 
+// The contents of a bit string and its count of bits.  A value with named
+// bits ends in a one bit under DER (X.690 11.2.2), which the encoders see to
+// and strict decoding demands.
 uint32_t take_bits(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
-                   StringContents *contents) {
+                   StringContents *contents, bool named) {
     kel::ber::take_bit_string(world, pos, rem, length, contents);
-    return contents->octets * 8 - contents->list.unusedBits;
+    const uint32_t bits = contents->octets * 8 - contents->list.unusedBits;
+    if (named && bits && world->encRules == KEL_DER && kel::ber::strict(world) &&
+        !any_one_bit(contents, bits - 1, bits))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    return bits;
 }
 
 // A value of `bits` bits where `room` fit: a bit string with named bits may
@@ -166,7 +173,7 @@ int32_t decode_varying_bits(KelGlobal *world, unsigned char **pos, int32_t *rem,
                             unsigned char *array, unsigned char **value, uint32_t header,
                             int32_t limit, Negative negative, bool named, int message) {
     StringContents contents;
-    uint32_t bits = take_bits(world, pos, rem, length, &contents);
+    uint32_t bits = take_bits(world, pos, rem, length, &contents, named);
     if (limit > 0) {
         bits = fit_bits(world, &contents, bits, static_cast<uint32_t>(limit) * 8, named, message);
     } else if (limit < 0 && negative != Negative::kIgnored) {
@@ -253,7 +260,7 @@ int _kel_encb_pbit_tl(KelGlobal *world, unsigned char **pos, int32_t *rem, uint3
 int32_t _kel_dec_ubit_ia(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                          unsigned char **value, int32_t limit, int32_t flags) {
     StringContents contents;
-    uint32_t bits = take_bits(world, pos, rem, length, &contents);
+    uint32_t bits = take_bits(world, pos, rem, length, &contents, (flags & KEL_BITS_NAMED) != 0);
     if (limit < 0 && bits > static_cast<uint32_t>(-static_cast<int64_t>(limit)))
         _kel_enc_error(world, kel::kMsgLengthTooLong, bits);
     if (limit > 0 && !kel::ber::decoder_unconstrained(world))
@@ -305,7 +312,7 @@ void _kel_dec_pbit(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t 
     StringContents contents;
     const uint32_t fieldBits = static_cast<uint32_t>(bits);
     const uint32_t fieldOctets = (fieldBits + 7) / 8;
-    uint32_t valueBits = take_bits(world, pos, rem, length, &contents);
+    uint32_t valueBits = take_bits(world, pos, rem, length, &contents, named != 0);
     if (valueBits > fieldBits) {
         if (!named)
             _kel_enc_error(world, kMsgSizeExceeded, valueBits);

@@ -147,7 +147,12 @@ int _kel_encd_ullint_tl(KelGlobal *world, unsigned char **pos, int32_t *rem, uin
 int _kel_dec_bool(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length) {
     if (length != 1)
         _kel_enc_error(world, kel::kMsgMisencoded, 0);
-    return _kel_get_byte(world, pos, rem) != 0;
+    const uint8_t octet = _kel_get_byte(world, pos, rem);
+    // CER and DER write TRUE as 0xFF (X.690 11.1); strict decoding holds
+    // them to it.
+    if (octet != 0 && octet != 0xFF && kel::ber::strict_canonical(world))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    return octet != 0;
 }
 
 int16_t _kel_dec_sint(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length) {

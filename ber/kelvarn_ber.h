@@ -401,6 +401,19 @@ KEL_API int32_t _kel_not_dflt_ia(KelGlobal *world, const void *value, const void
                                  uint32_t size, int32_t extra, int32_t extra2, int32_t kind);
 /* `*p`; a null pointer is message 71. */
 KEL_API void *_kel_check_ptr(KelGlobal *world, void **p);
+/* Strict CER and DER decoding (STRICT_ENCODING_DECODING_RULES): a SET's
+ * components come in the order of their tags (X.690 9.3, 10.3).  Called
+ * with each component's tag in class and number form (under CER an untagged
+ * CHOICE ranks by its smallest tag); `*next` starts at 0.  A tag below the
+ * previous one or equal to it is message 106.  Otherwise, and under other
+ * rules, nothing. */
+KEL_API void _kel_dec_set_order(KelGlobal *world, uint32_t *next, uint16_t tag);
+/* Strict CER and DER decoding: a component present with its DEFAULT value
+ * (X.690 11.5) is message 106.  The value and the default are compared as
+ * octets: the decoded value and the default in memory, or the encoding
+ * found in the input and the encoding of the default. */
+KEL_API void _kel_dec_dflt_present(KelGlobal *world, const void *value, uint32_t size,
+                                   const void *defaultValue, uint32_t defaultSize);
 
 /* Debug hooks around one encode or decode (debugFlags: 0x20 print the value
  * to encode, 0x10 the encoding, 0x8 the input of a decoder, 0x4 its output,

@@ -144,11 +144,24 @@ void check_oid_length(KelGlobal *world, int32_t length, int32_t rem) {
     need_contents(world, length, rem);
 }
 
+// Under STRICT_ENCODING_DECODING_RULES no subidentifier of the `length`
+// contents octets at `p` starts with 0x80 (X.690 8.19.2).
+void check_subid_starts(KelGlobal *world, const unsigned char *p, int32_t length) {
+    bool start = true;
+    for (int32_t i = 0; i < length; ++i) {
+        if (start && p[i] == 0x80)
+            _kel_enc_error(world, kMsgSubidNeedlesslyLong, 0);
+        start = (p[i] & 0x80) == 0;
+    }
+}
+
 // Arcs in the whole contents, after the length checks and against `limit`.
 uint32_t arcs_in(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                  int32_t limit) {
     check_oid_length(world, length, *rem);
     const auto count = static_cast<uint32_t>(_kel_count_subid(world, pos, rem, length));
+    if (strict(world))
+        check_subid_starts(world, *pos, length);
     if (limit > 0 && count > static_cast<uint32_t>(limit))
         _kel_enc_error(world, kMsgSizeExceeded, count);
     return count;
@@ -262,6 +275,8 @@ void *decode_linked(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t
 int32_t decode_encoded(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                        void *destination, int32_t limit) {
     check_oid_length(world, length, *rem);
+    if (strict(world))
+        check_subid_starts(world, *pos, length);
     if (limit >= 0) {
         if (length > limit)
             _kel_enc_error(world, kMsgSizeExceeded, static_cast<uint32_t>(length));

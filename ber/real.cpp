@@ -30,12 +30,51 @@ using kel::real::kSpecialText;
 using kel::real::scan_decimal;
 
 // ---------------------------------------------------------------------------
+// Canonical forms (X.690 11.3), which strict CER and DER decoding demand
+
+// Decimal text "[-]M.E[-]X": a mantissa M with no leading or trailing zero
+// digit, and an exponent X with no leading zero, or "+0".
+bool canonical_decimal_text(const unsigned char *s, uint32_t n) {
+    if (n == 0)
+        return false;
+    uint32_t i = s[0] == '-' ? 1 : 0;
+    const uint32_t from = i;
+    while (i < n && kel::real::is_digit(s[i]))
+        ++i;
+    if (i == from || s[from] == '0' || s[i - 1] == '0' || n - i < 3 || s[i] != '.' || s[i + 1] != 'E')
+        return false;
+    i += 2;
+    if (s[i] == '+')
+        return n - i == 2 && s[i + 1] == '0';
+    if (s[i] == '-')
+        ++i;
+    if (i == n || s[i] == '0')
+        return false;
+    while (i < n && kel::real::is_digit(s[i]))
+        ++i;
+    return i == n;
+}
+
+// The binary form with base 2, no scale factor, an odd mantissa, and the
+// short exponent form wherever it serves.
+void check_canonical_binary(KelGlobal *world, const unsigned char *p, int32_t length, int32_t at,
+                            int32_t count) {
+    constexpr uint8_t kBaseAndScale = 0x3C;
+    if ((p[0] & kBaseAndScale) || at + count == length || !(p[length - 1] & 1))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    if (at == 2 && count <= 3)
+        _kel_enc_error(world, kMsgExponentNeedlesslyLong, 0);
+}
+
+// ---------------------------------------------------------------------------
 // Decimal text
 
 // Checks decimal contents (the text behind the form octet) against the form
 // that the octet names; form 0 admits any of the three.
 DecimalScan check_decimal(KelGlobal *world, const unsigned char *s, uint32_t n, uint8_t form) {
     const DecimalScan d = scan_decimal(s, n);
+    if (strict_canonical(world) && (form != 3 || !canonical_decimal_text(s, n)))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
     if (d.mantissaDigits == 0)
         _kel_enc_error(world, kMsgMantissaDigits, 0);
     if (d.exponent && d.exponentDigits == 0)
@@ -73,12 +112,17 @@ double binary_value(KelGlobal *world, const unsigned char *p, int32_t length, do
     int32_t count = (first & 3) + 1;
     if ((first & 3) == 3) {
         if (length < 2)
-            _kel_enc_error(world, kMsgExponentTooLong, 0);
+            _kel_enc_error(world, kel::kMsgMisencoded, 0);
         count = p[1];
         at = 2;
     }
+    // Exponent octets that the contents don't hold: too many for any
+    // exponent, or a length that is wrong for the value.
     if (count > length - at)
-        _kel_enc_error(world, kMsgExponentTooLong, static_cast<uint32_t>(count));
+        _kel_enc_error(world, count > 4 ? int{kMsgExponentTooLong} : int{kel::kMsgMisencoded},
+                       static_cast<uint32_t>(count));
+    if (strict_canonical(world))
+        check_canonical_binary(world, p, length, at, count);
     unsigned char *q = const_cast<unsigned char *>(p + at);
     int32_t left = count;
     int64_t exponent = _kel_dec_lint(world, &q, &left, count);

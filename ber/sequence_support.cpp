@@ -1,10 +1,13 @@
 // sequence_support.cpp - what generated SEQUENCE and SET code asks of the
 // library: the surplus bits of an extension preamble, whether a component
-// differs from its DEFAULT (rules that omit defaults), and the test of a
-// pointer that must not be null.
+// differs from its DEFAULT (rules that omit defaults), the test of a
+// pointer that must not be null, and the two tests of strict CER and DER
+// decoding that only generated code can place: SET components in the order
+// of their tags, and no component present with its DEFAULT value.
 #include <bit>
 #include <cstring>
 
+#include "ber.h"
 #include "bitcopy.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
@@ -133,6 +136,21 @@ void *_kel_check_ptr(KelGlobal *world, void **p) {
     if (!p || !*p)
         _kel_enc_error(world, kMsgNullPointer, 0);
     return *p;
+}
+
+void _kel_dec_set_order(KelGlobal *world, uint32_t *next, uint16_t tag) {
+    if (!kel::ber::strict_canonical(world))
+        return;
+    if (tag < *next)
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    *next = uint32_t{tag} + 1;
+}
+
+void _kel_dec_dflt_present(KelGlobal *world, const void *value, uint32_t size,
+                           const void *defaultValue, uint32_t defaultSize) {
+    if (size == defaultSize && kel::ber::strict_canonical(world) &&
+        std::memcmp(value, defaultValue, size) == 0)
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
 }
 
 } // extern "C"

@@ -171,6 +171,46 @@ uint32_t walk(KelGlobal *world, KelFragmentList *list, unsigned char **pos, unsi
     return total;
 }
 
+// The header of a CER segment at `p` within a walked (so well-formed)
+// string: a primitive segment of the string's own tag, in one identifier
+// octet, with the fewest length octets.  Returns its contents length and
+// moves `p` to the contents.
+uint32_t cer_segment_header(KelGlobal *world, const unsigned char *&p, uint8_t segmentTag) {
+    const uint8_t identifier = *p++;
+    if (identifier != segmentTag)
+        _kel_enc_error(world, identifier & 0x20 ? int{kMsgExpectedPrimitive} : int{kel::kMsgMisencoded}, 0);
+    const uint8_t first = *p++;
+    if (first < 0x80)
+        return first;
+    uint32_t count = first & 0x7F, length = 0;
+    if (*p == 0 || (count == 1 && *p < 0x80))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    while (count--)
+        length = length << 8 | *p++;
+    return length;
+}
+
+// A constructed string under strict CER (X.690 9.2): only one that needs
+// more than one segment, each segment primitive with 1000 contents octets
+// (the unused-bits octet of a BIT STRING counting among them), the last
+// with 1 to 1000.  The walk has read the same octets from `p` to `end`.
+void check_cer_segments(KelGlobal *world, const unsigned char *p, const unsigned char *end,
+                        uint8_t segmentTag) {
+    uint32_t segments = 0, last = 0;
+    while (p < end && !(p[0] == 0 && p[1] == 0)) {
+        const uint32_t length = cer_segment_header(world, p, segmentTag);
+        if (segments && last != kCerSegment)
+            _kel_enc_error(world, kel::kMsgMisencoded, 0);
+        ++segments;
+        last = length;
+        p += length;
+    }
+    if (segments < 2)
+        _kel_enc_error(world, kMsgExpectedPrimitive, 0);
+    if (last == 0 || last > kCerSegment)
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+}
+
 void start_list(StringContents *contents) {
     contents->list = KelFragmentList{contents->inlineFragments, 8, 0, 0, 0};
     contents->octets = 0;
@@ -183,15 +223,27 @@ void take_constructed(KelGlobal *world, unsigned char **pos, int32_t *rem, int32
                       StringContents *contents) {
     if (length > *rem)
         end_of_input(world);
+    // DER strings are primitive (X.690 10.2).
+    const bool checked = strict_canonical(world);
+    if (checked && world->encRules == KEL_DER)
+        _kel_enc_error(world, kMsgExpectedPrimitive, 0);
     world->inLimit = *pos + *rem;
+    unsigned char *const start = *pos;
     unsigned char *end = length < 0 ? kNoEnd : *pos + length;
     contents->octets = walk<Bits>(world, &contents->list, pos, end);
     *rem = static_cast<int32_t>(world->inLimit - *pos);
+    if (checked)
+        check_cer_segments(world, start, *pos, Bits ? 3 : 4);
 }
 
 } // namespace
 
 namespace kel::ber {
+
+void check_long_primitive(KelGlobal *world, int32_t) {
+    if (strict_canonical(world) && world->encRules == KEL_CER)
+        _kel_enc_error(world, kMsgExpectedConstructed, 0);
+}
 
 void take_constructed_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                              StringContents *contents) {
@@ -204,9 +256,11 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
     if (world->bitOffset) {
         take_constructed<true>(world, pos, rem, length, contents);
     } else {
-        if (length < 1)
-            _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
         unsigned char *start = take_contents(world, pos, rem, length);
+        if (length == 0)
+            _kel_enc_error(world, kel::kMsgMisencoded, 0);
+        if (length > kCerSegment)
+            check_long_primitive(world, length);
         contents->list.unusedBits = start[0];
         if (length > 1) {
             contents->inlineFragments[0] = KelFragment{static_cast<uint32_t>(length - 1), start + 1};
@@ -219,6 +273,12 @@ void take_bit_string(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_
         _kel_enc_error(world, kMsgUnusedBitsRange, unused);
     if (!contents->octets && unused)
         _kel_enc_error(world, kMsgFirstOctetNotZero, 0);
+    // CER and DER clear the unused bits (X.690 11.2.1).
+    if (unused && strict_canonical(world)) {
+        const KelFragment &last = contents->list.fragments[contents->list.count - 1];
+        if (last.value[last.length - 1] & ((1u << unused) - 1))
+            _kel_enc_error(world, kMsgPaddingNotZero, 0);
+    }
 }
 
 } // namespace kel::ber

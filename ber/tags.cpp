@@ -64,6 +64,19 @@ uint16_t match_to_class_number(uint32_t tag) {
     return static_cast<int32_t>(length);
 }
 
+// "0055E: Tag encoding has too many leading nonsignificant octets: ", with
+// their count.
+constexpr int kMsgTagPadded = 123;
+
+// The 0x80 octets that open the number of a high-tag-number identifier at
+// `identifier`, which has been read whole.
+uint32_t padding_octets(const unsigned char *identifier) {
+    uint32_t count = 0;
+    while (identifier[1 + count] == 0x80)
+        ++count;
+    return count;
+}
+
 // The tag at the input position against `tag` in match form, where the
 // quick one-octet comparison of the caller didn't settle it: long tags octet
 // by octet, and another encoding of the expected tag only where a needlessly
@@ -88,8 +101,11 @@ uint16_t match_to_class_number(uint32_t tag) {
     *pos = world->inLimit;
     *rem = world->tagStartRemaining;
     const uint16_t found = _kel_dec_tag(world, pos, rem);
-    if (found != expected || !relaxed(world) || world->encRules == KEL_DER)
+    if (found != expected)
         _kel_enc_error(world, kel::kMsgTagMismatch, static_cast<uint32_t>(expected) << 16 | found);
+    // The expected tag with more identifier octets than it needs.
+    if (!relaxed(world) || world->encRules == KEL_DER)
+        _kel_enc_error(world, kMsgTagPadded, padding_octets(world->inLimit));
 }
 
 // _kel_dec_tag_length where the quick one-octet match didn't settle the tag.
@@ -113,6 +129,9 @@ uint16_t match_to_class_number(uint32_t tag) {
     } while (octet & 0x80);
     if (number <= 30 && (!relaxed(world) || world->encRules == KEL_DER))
         _kel_enc_error(world, kel::kMsgTagNeedlesslyLong, number);
+    // X.690 8.1.2.4.2 c: the number starts with a significant octet.
+    if (world->inLimit[1] == 0x80 && kel::ber::strict(world))
+        _kel_enc_error(world, kMsgTagPadded, padding_octets(world->inLimit));
     return static_cast<uint16_t>(cls | number);
 }
 
@@ -136,6 +155,83 @@ uint16_t match_to_class_number(uint32_t tag) {
     if (world->phase > kel::kPhaseEncoder && length > static_cast<uint32_t>(*rem))
         end_of_input(world);
     return static_cast<int32_t>(length);
+}
+
+// _kel_dec_tag_length without the strict tests.
+[[gnu::always_inline]] inline int32_t tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                                 uint32_t tag) {
+    unsigned char *p = *pos;
+    int32_t r = *rem;
+    if (tag != 0) {
+        world->inLimit = p;
+        world->tagStartRemaining = r;
+        if (r <= 0)
+            end_of_input(world);
+        const uint8_t first = *p;
+        world->bitOffset = first & 0x20;
+        // A one-octet tag that matches, the common case, is checked here;
+        // anything else goes through the full reader.
+        if (((first ^ tag) & 0xDF) != 0 || (tag & 0x1F) == 0x1F)
+            return matched_tag_length(world, pos, rem, tag);
+        ++p;
+        --r;
+    }
+    if (r <= 0)
+        end_of_input(world);
+    const uint8_t first = *p;
+    if (first > 0x80) {
+        *pos = p;
+        *rem = r;
+        return long_length(world, pos, rem, first);
+    }
+    *pos = p + 1;
+    *rem = r - 1;
+    return static_cast<int8_t>(first);
+}
+
+// "0117S: Expected definite length, found indefinite length DER encoding".
+constexpr int kMsgIndefiniteDer = 134;
+
+// The length octets at `p` (with `r` octets of input) under
+// STRICT_ENCODING_DECODING_RULES, before they are read: the first octet
+// 0xFF is reserved (X.690 8.1.3.5 c) under every rule.  CER and DER take a
+// long form only with the fewest octets (X.690 9.1, 10.1); DER has no
+// indefinite length, and CER gives it to every constructed value and only
+// to them.  The constructed bit is that of the tag just read.  Encoders
+// re-read finished values and are not checked.
+[[gnu::noinline]] void check_length_octets(KelGlobal *world, const unsigned char *p, int32_t r) {
+    if (r <= 0 || world->phase <= kel::kPhaseEncoder)
+        return;
+    const uint8_t first = p[0];
+    if (first == 0xFF)
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    if (!kel::ber::strict_canonical(world))
+        return;
+    if (first == 0x80) {
+        if (world->encRules == KEL_DER)
+            _kel_enc_error(world, kMsgIndefiniteDer, 0);
+        return;
+    }
+    if (world->encRules == KEL_CER && world->bitOffset)
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+    if (first > 0x80 && r > 1 && (p[1] == 0 || (first == 0x81 && p[1] < 0x80)))
+        _kel_enc_error(world, kel::kMsgMisencoded, 0);
+}
+
+// _kel_dec_tag_length under STRICT_ENCODING_DECODING_RULES: the same reading
+// with the length octets checked first.
+[[gnu::noinline]] int32_t strict_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
+                                            uint32_t tag) {
+    if (tag != 0) {
+        world->inLimit = *pos;
+        world->tagStartRemaining = *rem;
+        if (*rem <= 0)
+            end_of_input(world);
+        world->bitOffset = **pos & 0x20;
+        match_tag(world, pos, rem, tag);
+    }
+    check_length_octets(world, *pos, *rem);
+    return tag_length(world, pos, rem, 0);
 }
 
 } // namespace
@@ -222,6 +318,8 @@ uint16_t _kel_dec_tag(KelGlobal *world, unsigned char **pos, int32_t *rem) {
 }
 
 int32_t _kel_dec_length(KelGlobal *world, unsigned char **pos, int32_t *rem) {
+    if (kel::ber::strict(world)) [[unlikely]]
+        check_length_octets(world, *pos, *rem);
     const int32_t r = *rem;
     if (r <= 0)
         end_of_input(world);
@@ -235,33 +333,9 @@ int32_t _kel_dec_length(KelGlobal *world, unsigned char **pos, int32_t *rem) {
 }
 
 int32_t _kel_dec_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem, uint32_t tag) {
-    unsigned char *p = *pos;
-    int32_t r = *rem;
-    if (tag != 0) {
-        world->inLimit = p;
-        world->tagStartRemaining = r;
-        if (r <= 0)
-            end_of_input(world);
-        const uint8_t first = *p;
-        world->bitOffset = first & 0x20;
-        // A one-octet tag that matches, the common case, is checked here;
-        // anything else goes through the full reader.
-        if (((first ^ tag) & 0xDF) != 0 || (tag & 0x1F) == 0x1F)
-            return matched_tag_length(world, pos, rem, tag);
-        ++p;
-        --r;
-    }
-    if (r <= 0)
-        end_of_input(world);
-    const uint8_t first = *p;
-    if (first > 0x80) {
-        *pos = p;
-        *rem = r;
-        return long_length(world, pos, rem, first);
-    }
-    *pos = p + 1;
-    *rem = r - 1;
-    return static_cast<int8_t>(first);
+    if (kel::ber::strict(world)) [[unlikely]]
+        return strict_tag_length(world, pos, rem, tag);
+    return tag_length(world, pos, rem, tag);
 }
 
 } // extern "C"

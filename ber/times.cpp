@@ -30,8 +30,26 @@ bool der_or_cer(const KelGlobal *world) {
     return world->encRules == KEL_DER || world->encRules == KEL_CER;
 }
 
+// The time rules of X.690 11.7 and 11.8: always under DER, under CER with
+// strict decoding.
+bool canonical_time(const KelGlobal *world) {
+    return world->encRules == KEL_DER || (world->encRules == KEL_CER && strict(world));
+}
+
 bool strict_time(const KelGlobal *world) {
-    return world->encRules == KEL_DER && !(world->ext->compatFlags & kCompatLooseTime);
+    return canonical_time(world) && !(world->ext->compatFlags & kCompatLooseTime);
+}
+
+// Strict CER and DER decoding also hold the day to its month: no 30
+// February.  A two-digit UTCTime year stands for 1950 to 2049, where every
+// fourth year is a leap year.
+void check_day_of_month(KelGlobal *world, int year, int month, int day) {
+    constexpr uint8_t kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (month < 1 || month > 12)
+        return; // the range tests report it
+    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+    if (day > kDays[month - 1] || (month == 2 && day == 29 && !leap))
+        _kel_enc_error(world, kel::useful_time::kMsgMonthRange + 1, static_cast<uint32_t>(day));
 }
 
 // ---------------------------------------------------------------------------
@@ -104,7 +122,7 @@ uint32_t read_fraction(TimeReader &in, const FractionForm &form, bool strict) {
 void decode_time(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                  KelTimeStruct *value, bool utcTime) {
     if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+        _kel_enc_error(world, world->bitOffset ? kMsgExpectedPrimitive : kMsgIndefinitePrimitive, 0);
     if (length > *rem)
         _kel_enc_error(world, kel::kMsgEndOfInput, 0);
     const bool strict = strict_time(world);
@@ -157,10 +175,14 @@ void decode_time(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t le
     }
     if (in.left > 0)
         _kel_enc_error(world, kel::kMsgMisencoded, 0);
-    if (world->encRules == KEL_DER && !value->utc)
+    if (canonical_time(world) && !value->utc)
         _kel_enc_error(world, kMsgTimeNotUtc, 0);
-    if (!decoder_unconstrained(world))
+    if (!decoder_unconstrained(world)) {
         check_ranges(world, value, 999);
+        if (strict_canonical(world))
+            check_day_of_month(world, utcTime ? 2000 + value->year : value->year, value->month,
+                               value->day);
+    }
     *pos += length;
     *rem -= length;
 }
@@ -243,7 +265,7 @@ int _kel_encd_untime(KelGlobal *world, unsigned char **pos, int32_t *rem, const 
 int32_t _kel_dec_untime(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t length,
                         unsigned char **value, int32_t limit, int16_t kind) {
     if (length < 0)
-        _kel_enc_error(world, kMsgIndefinitePrimitive, 0);
+        _kel_enc_error(world, world->bitOffset ? kMsgExpectedPrimitive : kMsgIndefinitePrimitive, 0);
     if (limit > 0 && length > limit)
         _kel_enc_error(world, kMsgSizeExceeded, static_cast<uint32_t>(length));
     const unsigned char *p = take_contents(world, pos, rem, length);
@@ -253,8 +275,16 @@ int32_t _kel_dec_untime(KelGlobal *world, unsigned char **pos, int32_t *rem, int
         _kel_enc_error(world, kMsgEmbeddedNul, 0);
     text[length] = 0;
     *value = text;
-    if (!decoder_unconstrained(world))
-        _kel_check_nullterm_time(world, reinterpret_cast<char *>(text), kind != 0);
+    if (decoder_unconstrained(world))
+        return length;
+    _kel_check_nullterm_time(world, reinterpret_cast<char *>(text), kind != 0);
+    if (strict_canonical(world) && length >= (kind ? 6 : 8)) {
+        // The date leads the text: YYMMDD or YYYYMMDD.
+        TimeReader in{world, text, length};
+        const int year = kind ? 2000 + in.digits(2) : in.digits(4);
+        const int month = in.digits(2);
+        check_day_of_month(world, year, month, in.digits(2));
+    }
     return length;
 }
 

@@ -154,7 +154,7 @@ TEST(BerHostile, PrimitivesRefuseOrSurviveHostileInput) {
         // REAL.
         {"reserved base", hex("0903B00101"), KEL_BER, kReal, 5, "0044E", 0},
         {"exponent length past the contents", hex("09038305 0101"), KEL_BER, kReal, 10, "0021E", 0},
-        {"two exponent octets, none there", hex("090181"), KEL_BER, kReal, 10, "0021E", 0},
+        {"two exponent octets, none there", hex("090181"), KEL_BER, kReal, 5, "0037E", 0},
         {"NR3 without digits", hex("0903032E45"), KEL_BER, kReal, 5, "0038E", 0},
         {"NR3 without digits, as text", hex("0903032E45"), KEL_BER, kRealText, 5, "0038E", 0},
         {"NR3 without exponent digits", hex("090403312E45"), KEL_DER, kReal, 5, "0039E", 0},

@@ -211,10 +211,11 @@ TEST_F(BerPrims, ReadersOfHeadersAndValues) {
         {"048480000000", kHeader, 0x04, kStrict, 10, 0, "0026S"}, {"048201", kHeader, 0x04, kStrict, 4, 0, ""},
         {"04", kHeader, 0x04, kStrict, 4, 0, ""},
         // Multi-octet tags, the constructed bit, the indefinite form; another
-        // encoding of the expected tag passes only relaxed, never in DER.
+        // encoding of the expected tag passes only relaxed, never in DER, and
+        // is refused for its padding octets.
         {"9F814900", kHeader, 0x48819F, kStrict, 5, 0, "0033E"},
-        {"8400", kHeader, 0x85, kStrict, 5, 0, "expected tag"}, {redundant, kHeader, 0x3F9F, kStrict, 5, 0, ""},
-        {redundant, kHeader, 0x3F9F, kRelaxed, 0, 0, ""}, {redundant, kHeader, 0x3F9F, kRelaxedDer, 5, 0, ""},
+        {"8400", kHeader, 0x85, kStrict, 5, 0, "expected tag"}, {redundant, kHeader, 0x3F9F, kStrict, 10, 0, "0055E"},
+        {redundant, kHeader, 0x3F9F, kRelaxed, 0, 0, ""}, {redundant, kHeader, 0x3F9F, kRelaxedDer, 10, 0, "0055E"},
         // BOOLEAN and INTEGER contents; relaxed takes redundant leading octets.
         {"01", kBool, 1, kStrict, 0, 1, ""}, {"0101", kBool, 2, kStrict, 5, 0, "0037E"},
         {"000001", kIint, 3, kStrict, 5, 0, "0022E"}, {"FFFF", kUiint, 2, kStrict, 2, 0, "0076S"},

@@ -103,7 +103,7 @@ struct BerStrings : ::testing::Test {
 // Printed message numbers, as the table rows give them.
 constexpr int kFirstOctetNotZero = 36, kSizeViolated = 63, kBitsTooLong = 80, kSizeExceeded = 16,
               kBadUnit = 119, kLengthTooLong = 26, kInconsistent = 31, kTagMismatch = 33, kUnusedRange = 35,
-              kIndefinitePrimitive = 51, kWidth = 136, kNesting = 184, kEndOfInput = 81;
+              kIndefinitePrimitive = 51, kWidth = 136, kNesting = 184, kEndOfInput = 81, kMisencoded = 37;
 
 TEST_F(BerStrings, OctetStringsPrimitiveAndConstructed) {
     const char *abc3 = "2480 040161 040162 040163 0000";
@@ -191,7 +191,7 @@ TEST_F(BerStrings, SizeRulesOfTheForms) {
 TEST_F(BerStrings, BitStrings) {
     struct Case { const char *input; int32_t limit, flags; int message; int32_t count; Octets value; } cases[] = {
         {"030100", 0, 0, 0, 0, {}}, {"030105", 0, 0, kFirstOctetNotZero, 0, {}}, {"030208FF", 0, 0, kUnusedRange, 0, {}},
-        {"0300", 0, 0, kIndefinitePrimitive, 0, {}}, {"030204FF", 0, 0, 0, 4, {0xF0}},
+        {"0300", 0, 0, kMisencoded, 0, {}}, {"030204FF", 0, 0, 0, 4, {0xF0}},
         {"2380 030200AA 0300 030204F0 0000", 0, 0, 0, 12, {0xAA, 0xF0}},
         {"2380 030204A0 030200F0 0000", 0, 0, kFirstOctetNotZero, 0, {}}, {"2380 040200AA 0000", 0, 0, kTagMismatch, 0, {}},
         {"030306A000", 3, KEL_BITS_NAMED, 0, 3, {0xA0}}, {"030306A000", 3, 0, kSizeViolated, 0, {}},

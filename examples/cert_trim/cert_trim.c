@@ -422,6 +422,11 @@ static void decode_Time(KelGlobal *w, Time *v)
     }
 }
 
+/* The DEFAULT values, which strict CER and DER decoding refuse to find in
+ * the encoding. */
+static const uint8_t notCritical = 0;
+static const Version firstVersion = v1;
+
 static void decode_Extension(KelGlobal *w, Extension *v)
 {
     unsigned char *octets;
@@ -433,6 +438,7 @@ static void decode_Extension(KelGlobal *w, Extension *v)
         length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_BOOLEAN);
         v->bit_mask = critical_present;
         v->critical = (uint8_t)_kel_dec_bool(w, &w->inPos, &w->inRemaining, length);
+        _kel_dec_dflt_present(w, &v->critical, sizeof v->critical, &notCritical, sizeof notCritical);
     }
     length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_OCTET_STRING);
     v->extnValue.length =
@@ -467,6 +473,7 @@ static void decode_TBSCertificate(KelGlobal *w, TBSCertificate *v)
         int32_t length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_INTEGER);
         v->bit_mask |= version_present;
         v->version = _kel_dec_iint(w, &w->inPos, &w->inRemaining, length);
+        _kel_dec_dflt_present(w, &v->version, sizeof v->version, &firstVersion, sizeof firstVersion);
         close_value(w, versionEnd);
     }
     decode_huge(w, &v->serialNumber);

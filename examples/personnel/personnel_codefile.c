@@ -10,7 +10,9 @@
  * [0]); BER keeps the textual order.  Under CER every constructed value has
  * the indefinite length: its end-of-contents octets go out before its
  * contents, its header after them, and strings above 1000 octets are split
- * into segments.  The decoder takes the components of a SET in any order.
+ * into segments.  The decoder takes the components of a SET in any order;
+ * strict CER and DER decoding demands the order of their tags and refuses
+ * an empty list of children, which is the DEFAULT.
  */
 #include <string.h>
 
@@ -245,9 +247,11 @@ static void decode_ChildInformation(KelGlobal *w, ChildInformation *v, int32_t l
     int32_t *rem = &w->inRemaining;
     int32_t end = end_of(w, length);
     unsigned seen = 0;
+    uint32_t nextTag = 0;
     while (more_components(w, end)) {
         uint16_t tag = _kel_dec_tag(w, pos, rem);
         int32_t inner = _kel_dec_length(w, pos, rem);
+        _kel_dec_set_order(w, &nextTag, tag);
         switch (tag) {
         case CN_NAME:
             mark_seen(w, &seen, 1);
@@ -269,9 +273,11 @@ static void decode_children(KelGlobal *w, PersonnelRecord *v, int32_t length)
 {
     unsigned char **pos = &w->inPos;
     int32_t *rem = &w->inRemaining;
+    static const int32_t noChildren = 0; /* DEFAULT {} */
     int32_t count = _kel_count_setof_items(w, pos, rem, length);
     int32_t end = end_of(w, length), i;
 
+    _kel_dec_dflt_present(w, &count, sizeof count, &noChildren, sizeof noChildren);
     v->bit_mask |= children_present;
     v->children.count = (uint32_t)count;
     v->children.value = count > 0 ? _kel_dec_getmem(w, count * (int32_t)sizeof(ChildInformation))
@@ -287,6 +293,7 @@ static void decode_PersonnelRecord(KelGlobal *w, PersonnelRecord *v)
     int32_t *rem = &w->inRemaining;
     int32_t end = end_of(w, _kel_dec_tag_length(w, pos, rem, TAG_RECORD));
     unsigned seen = 0;
+    uint32_t nextTag = 0;
 
     v->bit_mask = 0;
     v->children.count = 0;
@@ -294,6 +301,7 @@ static void decode_PersonnelRecord(KelGlobal *w, PersonnelRecord *v)
     while (more_components(w, end)) {
         uint16_t tag = _kel_dec_tag(w, pos, rem);
         int32_t length = _kel_dec_length(w, pos, rem);
+        _kel_dec_set_order(w, &nextTag, tag);
         switch (tag) {
         case CN_NAME:
             mark_seen(w, &seen, 1);

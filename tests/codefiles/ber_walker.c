@@ -31,6 +31,7 @@ enum {
     MSG_NOT_ENUMERATED = 36,
     MSG_MISENCODED = 106,
     MSG_INDEFINITE_PRIMITIVE = 119,
+    MSG_EXPECTED_PRIMITIVE = 121,
     MSG_INDEFINITE_DER = 134
 };
 
@@ -399,6 +400,13 @@ static void decode_string(KelGlobal *world, unsigned char **pos, int32_t *rem,
     }
 }
 
+/* The indefinite length on a type that is always primitive: the tag read
+ * last says whether the encoding is constructed or misses its length. */
+static void refuse_indefinite(KelGlobal *world)
+{
+    _kel_enc_error(world, world->bitOffset ? MSG_EXPECTED_PRIMITIVE : MSG_INDEFINITE_PRIMITIVE, 0);
+}
+
 static void decode_other(KelGlobal *world, unsigned char **pos, int32_t *rem,
                          const KelTypeDesc *type, unsigned char *field, int32_t length)
 {
@@ -407,7 +415,7 @@ static void decode_other(KelGlobal *world, unsigned char **pos, int32_t *rem,
     const int utc = type->kind == KEL_KIND_UTC_TIME;
 
     if (length < 0)
-        _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
+        refuse_indefinite(world);
     switch (type->kind) {
     case KEL_KIND_OID:
         if (type->form == KEL_FORM_OID_ARCS)
@@ -453,12 +461,14 @@ void kel_ber_decode_simple(KelGlobal *world, const KelTypeDesc *type, const KelT
     } else if (type->form == KEL_FORM_HUGE) {
         /* The contents octets are the two's complement value. */
         KelHugeInt *huge = (KelHugeInt *)(void *)field;
-        if (length <= 0)
-            _kel_enc_error(world, length < 0 ? MSG_INDEFINITE_PRIMITIVE : MSG_MISENCODED, 0);
+        if (length < 0)
+            refuse_indefinite(world);
+        if (length == 0)
+            _kel_enc_error(world, MSG_MISENCODED, 0);
         huge->length = (uint32_t)_kel_dec_uoct_ia(world, pos, rem, length, &huge->value, 0);
     } else {
         if (length < 0)
-            _kel_enc_error(world, MSG_INDEFINITE_PRIMITIVE, 0);
+            refuse_indefinite(world);
         decode_contents(world, pos, rem, type, field, length);
     }
 }

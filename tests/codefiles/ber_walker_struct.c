@@ -15,7 +15,9 @@
  * encodings through the library's blocks.  A DEFAULT component equal to its
  * default is left out under DER and CER.  Decoding takes SET components in
  * any order, skips unknown extensions of extensible types, and fills absent
- * DEFAULT components with their default.  Each structure entered counts
+ * DEFAULT components with their default.  Strict CER and DER decoding
+ * refuses SET components out of tag order and DEFAULT components present
+ * with their default value.  Each structure entered counts
  * against the world's nesting limit.
  */
 #include <string.h>
@@ -313,7 +315,8 @@ static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *reco
 {
     KelGlobal *world = w->world;
     uint64_t seen = 0; /* by component index; a table has at most 64 */
-    uint32_t next = 0, i;
+    uint32_t next = 0, nextTag = 0, i;
+    const KelComponent *c;
 
     memset(record, 0, type->size);
     while (more_contents(world, end)) {
@@ -328,11 +331,16 @@ static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *reco
         if (seen >> found & 1u)
             _kel_enc_error(world, MSG_REPEATED, 0);
         seen |= (uint64_t)1 << found;
-        decode_component(w, &type->components[found], record, type);
+        c = &type->components[found];
+        if (type->kind == KEL_KIND_SET)
+            _kel_dec_set_order(world, &nextTag, world->encRules == KEL_CER ? kel_canonical_tag(c) : tag);
+        decode_component(w, c, record, type);
+        if (c->flags & KEL_COMP_DEFAULT)
+            _kel_dec_dflt_present(world, record + c->offset, c->type->size, c->defaultValue, c->type->size);
         next = (uint32_t)found + 1;
     }
     for (i = 0; i < type->componentCount; i++) {
-        const KelComponent *c = &type->components[i];
+        c = &type->components[i];
         if (seen >> i & 1u)
             continue;
         if (c->flags & KEL_COMP_DEFAULT)
