@@ -2,8 +2,8 @@
 // rules where the corpus has no case: members given twice, unknown or
 // missing, members in another order, open types whose key comes after
 // them or is in no row, the writer's DEFAULT, absent-member and wrapper
-// settings, nesting far beyond the limit, and a JSON text written after an
-// empty bit-stream encoding on the same world.
+// settings, REAL, nesting far beyond the limit, and a JSON text written
+// after an empty bit-stream encoding on the same world.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -128,6 +128,25 @@ TEST(JsonWalker, WriterSettings) {
     kelSetJsonFlags(&json.world, 0);
     EXPECT_EQ(json.again("SeqOfSeq", R"([{"a":1},{"a":2,"b":false}])"),
               "[\n  {\n    \"a\":1\n  },\n  {\n    \"a\":2,\n    \"b\":false\n  }\n]");
+}
+
+TEST(JsonWalker, RealRoundTrips) {
+    // No corpus case has JSON for REAL: numbers come back in the canonical
+    // text, the special values as objects.
+    JsonWorld json;
+    const struct {
+        const char *input, *output;
+    } rows[] = {
+        {"1.5", "1.5E0"},
+        {"-2.5e-3", "-2.5E-3"},
+        {"0", "0"},
+        {R"({"specialValue":"INF"})", nullptr},
+        {R"({"specialValue":"-INF"})", nullptr},
+        {R"({"specialValue":"-0"})", nullptr},
+        {R"({"specialValue":"NaN"})", nullptr},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(json.again("Real", row.input), row.output ? row.output : row.input);
 }
 
 // Text of `depth` nested values: head repeated, the innermost, tail repeated.
