@@ -224,6 +224,21 @@ KEL_API int _kel_ex_parse_creal_X693(const char *text, KelCreal *record);
  * returns the length without the NUL, or -1 (and an empty `out`) when the
  * text doesn't fit. */
 KEL_API int _kel_ex_compose_creal_X693(const KelCreal *record, char *out, uint32_t size);
+/* Special values of a float (size 4) or double (size 8).  Infinity has no
+ * form of its own in memory: the largest finite value of the type stands
+ * for it. */
+#define KEL_FLOAT_ORDINARY (-1)
+#define KEL_FLOAT_ZERO 0
+#define KEL_FLOAT_PLUS_INFINITY 64
+#define KEL_FLOAT_MINUS_INFINITY 65
+#define KEL_FLOAT_NOT_A_NUMBER 66
+#define KEL_FLOAT_MINUS_ZERO 67
+/* The kind of the value at `value`, one of the KEL_FLOAT_ numbers. */
+KEL_API int kel_get_float_special_value_kind(const void *value, int size);
+/* Stores the value of a kind from 64 to 67 (or 0) at `dest`; answers 1, or
+ * 0 when the kind or the size has no such value. */
+KEL_API int kel_set_float_special_value(void *dest, int size, int kind);
+
 /* Reads a signed decimal number; answers the index behind its digits, or -3
  * no digits before the end, -4 no digits, -5 beyond 32 bits. */
 KEL_API int32_t _kel_atol(const unsigned char *text, uint32_t *value);

@@ -3,31 +3,15 @@
 // number or inside an object with or without "base", and the special
 // values as {"specialValue":..}.  Infinity is held as the largest finite
 // value of the type, so that value and beyond write as INF.
-#include <cfloat>
-#include <cmath>
 #include <cstdio>
+#include <cstring>
 
+#include "float_special.h"
 #include "json_out.h"
 
 namespace {
 
 using namespace kel::json;
-
-// Kinds of the special values.
-enum : int { kOrdinary = -1, kZero = 0, kPlusInf = 64, kMinusInf = 65, kNaN = 66, kMinusZero = 67 };
-
-template <class Real> int special_kind(Real value) {
-    constexpr Real kMax = sizeof(Real) == 4 ? Real(FLT_MAX) : Real(DBL_MAX);
-    if (std::isnan(value))
-        return kNaN;
-    if (value == 0)
-        return std::signbit(value) ? kMinusZero : kZero;
-    if (value >= kMax)
-        return kPlusInf;
-    if (value <= -kMax)
-        return kMinusInf;
-    return kOrdinary;
-}
 
 // A value's text as the mode wants it: object with base, object without,
 // or the bare number.
@@ -47,10 +31,10 @@ void put_special(KelGlobal *world, int mode, int kind) {
 }
 
 template <class Real> void put_binary(KelGlobal *world, int mode, Real value) {
-    const int kind = special_kind(value);
+    const int kind = kel::special_kind(value);
     if (kind > 0)
         return put_special(world, mode, kind);
-    if (kind == kZero)
+    if (kind == KEL_FLOAT_ZERO)
         return put_value(world, mode, "0", 1, 2);
     char printed[40];
     std::snprintf(printed, sizeof printed, sizeof(Real) == 4 ? "%.7E" : "%.15E", static_cast<double>(value));
@@ -62,7 +46,7 @@ template <class Real> void put_binary(KelGlobal *world, int mode, Real value) {
 constexpr struct {
     const char *name;
     int kind;
-} kSpecialNames[] = {{"PLUS_INFINITY", kPlusInf}, {"MINUS_INFINITY", kMinusInf}, {"NOT_A_NUMBER", kNaN}};
+} kSpecialNames[] = {{"PLUS_INFINITY", KEL_FLOAT_PLUS_INFINITY}, {"MINUS_INFINITY", KEL_FLOAT_MINUS_INFINITY}, {"NOT_A_NUMBER", KEL_FLOAT_NOT_A_NUMBER}};
 
 } // namespace
 
@@ -104,13 +88,13 @@ void _kel_jenc_spec_real(KelGlobal *world, int kind) {
     _kel_jenc_begin_object(world);
     _kel_jenc_element(world, "specialValue", 0);
     switch (kind) {
-    case kPlusInf:
+    case KEL_FLOAT_PLUS_INFINITY:
         put_text(world, "\"INF\"");
         break;
-    case kMinusInf:
+    case KEL_FLOAT_MINUS_INFINITY:
         put_text(world, "\"-INF\"");
         break;
-    case kNaN:
+    case KEL_FLOAT_NOT_A_NUMBER:
         put_text(world, "\"NaN\"");
         break;
     default:
@@ -139,7 +123,7 @@ void _kel_jenc_real_decimal(KelGlobal *world, const char *text, int mode) {
     if (length < 0) {
         if (out != local)
             _kel_dec_freetempmem(world, out);
-        return put_special(world, mode, kMinusZero);
+        return put_special(world, mode, KEL_FLOAT_MINUS_ZERO);
     }
     put_value(world, mode, out, static_cast<uint32_t>(length), 10);
     if (out != local)

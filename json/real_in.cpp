@@ -9,8 +9,8 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 
+#include "float_special.h"
 #include "values_in.h"
 
 namespace {
@@ -221,15 +221,14 @@ void _kel_jdec_binary(KelJsonCursor *cursor, void *dest, uint32_t size, uint32_t
         return;
     }
     switch (special_index(cursor)) {
-    case 0:
-        return size == 4 ? store_real(dest, -0.0f) : store_real(dest, -0.0);
     case 1:
         return _kel_jdec_set_infinity_value(dest, size, 1);
     case 2:
         return _kel_jdec_set_infinity_value(dest, size, 0);
-    default:
-        return size == 4 ? store_real(dest, std::numeric_limits<float>::quiet_NaN())
-                         : store_real(dest, std::numeric_limits<double>::quiet_NaN());
+    default: // "-0" and "NaN"
+        if (!kel_set_float_special_value(dest, static_cast<int>(size),
+                                         special_index(cursor) == 0 ? KEL_FLOAT_MINUS_ZERO : KEL_FLOAT_NOT_A_NUMBER))
+            fail(cursor, kMsgRealTooLarge);
     }
 }
 

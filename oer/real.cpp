@@ -13,6 +13,7 @@
 
 #include "kelvarn_per.h"
 #include "oer.h"
+#include "float_special.h"
 #include "real_contents.h"
 
 namespace {
@@ -62,13 +63,6 @@ double decimal_number(KelGlobal *world, const unsigned char *s, uint32_t n) {
     return value;
 }
 
-// The value a special octet (0x40 to 0x43) stands for.
-template <class Real> Real special_value(int octet) {
-    constexpr Real kMax = std::numeric_limits<Real>::max();
-    constexpr Real kValues[] = {kMax, -kMax, std::numeric_limits<Real>::quiet_NaN(), static_cast<Real>(-0.0)};
-    return kValues[octet - kel::real::kPlusInfinity];
-}
-
 // Decimal text into the IEEE octets of `Real`: the shape is checked by
 // hand, the value by the C library.
 template <class Real> void put_decimal_ieee(KelGlobal *world, const char *text) {
@@ -78,7 +72,7 @@ template <class Real> void put_decimal_ieee(KelGlobal *world, const char *text) 
         const int octet = kel::real::special_octet(text);
         if (octet < 0)
             fail(world, kMsgBadDecimalReal);
-        return put_ieee(world, special_value<Real>(octet));
+        return put_ieee(world, kel::special_value<Real>(octet));
     }
     const auto n = static_cast<uint32_t>(std::strlen(text));
     const kel::real::DecimalScan d = kel::real::scan_decimal(reinterpret_cast<const unsigned char *>(text), n);
@@ -168,7 +162,7 @@ template <class Real> Real get_number(KelGlobal *world) {
     if (first & 0x40) {
         if (left || first > kel::real::kMinusZero)
             fail(world, kMsgReservedReal);
-        return special_value<Real>(static_cast<int>(first));
+        return kel::special_value<Real>(static_cast<int>(first));
     }
     const unsigned char *s = advance(world, left);
     check_decimal(world, first, s, left);

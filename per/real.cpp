@@ -16,6 +16,7 @@
 #include <limits>
 
 #include "contents.h"
+#include "float_special.h"
 #include "real_contents.h"
 
 namespace {
@@ -186,8 +187,7 @@ template <class Real> Real decode_number(KelGlobal *world) {
     if (first & 0x40) {
         if (length > 1 || first > kel::real::kMinusZero)
             fail(world, kMsgReservedReal);
-        constexpr Real kSpecial[] = {kMax, -kMax, std::numeric_limits<Real>::quiet_NaN(), static_cast<Real>(-0.0)};
-        return kSpecial[first - kel::real::kPlusInfinity];
+        return kel::special_value<Real>(first); // the octets 0x40 to 0x43 are the kinds
     }
     return read_decimal<Real>(world, first, length - 1, nullptr);
 }

@@ -1,5 +1,8 @@
-// Tests of the shared text helpers: the UTF-8 reader and writer and the
-// decimal REAL parser, composer and number reader.
+// Tests of the shared text helpers: the UTF-8 reader and writer, the
+// decimal REAL parser, composer and number reader, and the special values
+// of float and double.
+#include <cfloat>
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -229,6 +232,33 @@ TEST(Creal, NumberReader) {
             EXPECT_EQ(value, c.value) << c.text;
         }
     }
+}
+
+// Every special kind set in both widths reads back as itself; the largest
+// finite values and anything beyond them read as infinity.
+TEST(FloatSpecial, KindsRoundTripInBothWidths) {
+    for (int kind : {KEL_FLOAT_ZERO, KEL_FLOAT_PLUS_INFINITY, KEL_FLOAT_MINUS_INFINITY, KEL_FLOAT_NOT_A_NUMBER,
+                     KEL_FLOAT_MINUS_ZERO}) {
+        float f = 1;
+        double d = 1;
+        ASSERT_EQ(kel_set_float_special_value(&f, 4, kind), 1) << kind;
+        ASSERT_EQ(kel_set_float_special_value(&d, 8, kind), 1) << kind;
+        EXPECT_EQ(kel_get_float_special_value_kind(&f, 4), kind);
+        EXPECT_EQ(kel_get_float_special_value_kind(&d, 8), kind);
+    }
+    const double inf = HUGE_VAL, dmax = DBL_MAX, ordinary = -2.5;
+    const float fmax = FLT_MAX, fbelow = std::nextafter(FLT_MAX, 0.0f);
+    EXPECT_EQ(kel_get_float_special_value_kind(&inf, 8), KEL_FLOAT_PLUS_INFINITY);
+    EXPECT_EQ(kel_get_float_special_value_kind(&dmax, 8), KEL_FLOAT_PLUS_INFINITY);
+    EXPECT_EQ(kel_get_float_special_value_kind(&fmax, 4), KEL_FLOAT_PLUS_INFINITY);
+    EXPECT_EQ(kel_get_float_special_value_kind(&fbelow, 4), KEL_FLOAT_ORDINARY);
+    EXPECT_EQ(kel_get_float_special_value_kind(&ordinary, 8), KEL_FLOAT_ORDINARY);
+
+    double untouched = 7;
+    EXPECT_EQ(kel_set_float_special_value(&untouched, 8, 68), 0);
+    EXPECT_EQ(kel_set_float_special_value(&untouched, 8, KEL_FLOAT_ORDINARY), 0);
+    EXPECT_EQ(kel_set_float_special_value(&untouched, 2, KEL_FLOAT_NOT_A_NUMBER), 0);
+    EXPECT_EQ(untouched, 7);
 }
 
 } // namespace
