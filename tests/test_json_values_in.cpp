@@ -293,6 +293,10 @@ TEST_F(JsonValuesIn, RealForms) {
         {"1e400", "0099E"},
         {"\"1\"", "0364S"},
         {std::string(300, '1'), "0363S"},
+        // Exponents of 10,000 digits: refused when the scratch is full,
+        // not read on to the end.
+        {"1e" + std::string(10000, '9'), "0363S"},
+        {"1E-" + std::string(10000, '0') + "1", "0363S"},
     };
     check(*this, rows, dbl(0));
     check(*this, {{"-0", "0126S"}, {"{\"value\":1}", "0126S"}, {"1", "1"}}, dbl(2), STRICT_ENCODING_DECODING_RULES);
