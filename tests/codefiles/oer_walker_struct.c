@@ -534,13 +534,7 @@ static void decode_value(Walk *w, const KelTypeDesc *type, unsigned char *field,
 
 int kel_oer_knows(const KelTypeDesc *type)
 {
-    uint32_t i;
-    if (kel_has_own_tag(type) && type->kind < KEL_KIND_SEQUENCE)
-        return kel_oer_knows_simple(type);
-    for (i = 0; i < type->componentCount; i++)
-        if (type->components[i].type != type && !kel_oer_knows(type->components[i].type))
-            return 0;
-    return 1;
+    return kel_walker_knows(type, kel_oer_knows_simple);
 }
 
 int kel_oer_encode(KelGlobal *world, int pdu, void *value)

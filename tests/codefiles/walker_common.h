@@ -113,6 +113,19 @@ static inline int kel_has_own_tag(const KelTypeDesc *type)
     return type->kind != KEL_KIND_CHOICE && type->kind != KEL_KIND_OPEN_TYPE;
 }
 
+/* Whether a family's walker knows every type `type` is built of, given
+ * what it knows of the simple types. */
+static inline int kel_walker_knows(const KelTypeDesc *type, int (*knows_simple)(const KelTypeDesc *))
+{
+    uint32_t i;
+    if (kel_has_own_tag(type) && type->kind < KEL_KIND_SEQUENCE)
+        return knows_simple(type);
+    for (i = 0; i < type->componentCount; i++)
+        if (type->components[i].type != type && !kel_walker_knows(type->components[i].type, knows_simple))
+            return 0;
+    return 1;
+}
+
 static inline Tags kel_tags_of(const KelComponent *c)
 {
     Tags t;
