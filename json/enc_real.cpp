@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "float_special.h"
+#include "float_kinds.h"
 #include "json_out.h"
 
 namespace {

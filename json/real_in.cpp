@@ -10,7 +10,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "float_special.h"
+#include "float_kinds.h"
 #include "values_in.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "kelvarn_per.h"
 #include "oer.h"
-#include "float_special.h"
+#include "float_kinds.h"
 #include "real_contents.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #include <limits>
 
 #include "contents.h"
-#include "float_special.h"
+#include "float_kinds.h"
 #include "real_contents.h"
 
 namespace {

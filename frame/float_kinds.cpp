@@ -1,8 +1,8 @@
-// float_special.cpp - the exported forms of the special-value helpers, for
+// float_kinds.cpp - the exported forms of the special-value helpers, for
 // generated code and for families written in C.
 #include <cstring>
 
-#include "float_special.h"
+#include "float_kinds.h"
 
 extern "C" {
 

@@ -1,4 +1,4 @@
-// float_special.h - the special values of float and double as every rule
+// float_kinds.h - the special values of float and double as every rule
 // family reads and writes them: kinds 64 to 67 (plus and minus infinity,
 // not a number, minus zero), 0 for plus zero, -1 for an ordinary value.
 // Infinity has no form of its own in memory: the largest finite value of
