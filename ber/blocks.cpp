@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ber.h"
 #include "kelvarn_ber.h"
 #include "memory.h"
 
@@ -259,8 +260,7 @@ void _kel_endBlock(KelGlobal *world, unsigned char **pos, int32_t *rem, uint8_t 
 
 void _kel_check_setof_order(KelGlobal *world, const unsigned char *previous, uint32_t previousLength,
                             const unsigned char *current, uint32_t currentLength) {
-    if (!(world->decodingFlags & STRICT_ENCODING_DECODING_RULES) ||
-        (world->encRules != KEL_DER && world->encRules != KEL_CER))
+    if (!kel::ber::strict_canonical(world))
         return;
     const KelBuf before{previousLength, const_cast<unsigned char *>(previous)};
     const KelBuf now{currentLength, const_cast<unsigned char *>(current)};
