@@ -380,6 +380,37 @@ KEL_API uint64_t kel_apiError(KelGlobal *world, char *buffer, int message, int k
 KEL_API int kelPrint(KelGlobal *world, const char *format, ...);
 
 /* ------------------------------------------------------------------------ */
+/* Value services: printing, comparing, copying                              */
+/* ------------------------------------------------------------------------ */
+
+/* A value in ASN.1 value notation through the code file's printer. */
+KEL_API int kelPrintPDU(KelGlobal *world, int pdu, void *value);
+KEL_API int printPDU(KelGlobal *world, int pdu, void *value, void *unused);
+/* Into `buffer`: a caller's area when its length and pointer are set, else
+ * memory from kelGetMemory; a length of 1 asks only for the size. */
+KEL_API int kelPrintPDUToBuffer(KelGlobal *world, int pdu, void *value, KelBuf *buffer);
+KEL_API long kelDeterminePDUBufferLength(KelGlobal *world, int pdu, void *value);
+KEL_API void kelPrintHex(KelGlobal *world, const unsigned char *bytes, uint32_t length);
+KEL_API void kelPrintBitsHex(KelGlobal *world, const unsigned char *bytes, uint32_t firstBit, uint32_t bitCount,
+                             const char *prefix);
+KEL_API void kelPrintJSON(KelGlobal *world, const unsigned char *text, uint32_t length, int pretty);
+KEL_API void kelPrintXML(KelGlobal *world, const unsigned char *text, uint32_t length, int pretty);
+KEL_API void kelPrintJsonEncodedMessage(KelGlobal *world, const unsigned char *text, uint32_t length);
+KEL_API void kelPrintXmlEncodedMessage(KelGlobal *world, const unsigned char *text, uint32_t length);
+/* Octets given as '..'H text, shown as ASCII, an IP address, BCD and TBCD
+ * digits, or a BCD time stamp. */
+KEL_API void kelPrintOctetAsASCII(KelGlobal *world, const char *hstring);
+KEL_API void kelPrintOctetAsIPAddress(KelGlobal *world, const char *hstring);
+KEL_API void kelPrintOctetAsBCDString(KelGlobal *world, const char *hstring);
+KEL_API void kelPrintOctetAsTBCDString(KelGlobal *world, const char *hstring);
+KEL_API void kelPrintOctetAsTimeStamp(KelGlobal *world, const char *hstring);
+/* 0 when the two values of `pdu` are equal. */
+KEL_API int kelCmpValue(KelGlobal *world, int pdu, void *first, void *second);
+/* A deep copy of `source`: into the caller's area at *destination (of the
+ * world's buffer length) when it isn't null, else in library memory. */
+KEL_API int kelCpyValue(KelGlobal *world, int pdu, void *source, void **destination);
+
+/* ------------------------------------------------------------------------ */
 /* Settings                                                                  */
 /* ------------------------------------------------------------------------ */
 
