@@ -404,6 +404,11 @@ KEL_API void kelPrintOctetAsIPAddress(KelGlobal *world, const char *hstring);
 KEL_API void kelPrintOctetAsBCDString(KelGlobal *world, const char *hstring);
 KEL_API void kelPrintOctetAsTBCDString(KelGlobal *world, const char *hstring);
 KEL_API void kelPrintOctetAsTimeStamp(KelGlobal *world, const char *hstring);
+/* Printing goes to a new file until it is closed: 0; 6 null argument, 27
+ * the file can't be opened, 28 one is open already.  Closing answers 0 (also
+ * when none is open) or 46 when fclose fails; the stream is put back. */
+KEL_API int kelOpenTraceFile(KelGlobal *world, const char *path);
+KEL_API int kelCloseTraceFile(KelGlobal *world);
 /* 0 when the two values of `pdu` are equal. */
 KEL_API int kelCmpValue(KelGlobal *world, int pdu, void *first, void *second);
 /* A deep copy of `source`: into the caller's area at *destination (of the
