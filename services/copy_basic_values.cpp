@@ -118,25 +118,29 @@ KelTimeStruct *new_time(KelGlobal *world, const char *text, TimeSetter set) {
     return time;
 }
 
+template <class T> void store(void *field, T value) { std::memcpy(field, &value, sizeof value); }
+
 // A zeroed record of `recordSize` octets with room for a field of `fieldSize`
 // octets at `displacement`.
 void *new_record(KelGlobal *world, uint32_t recordSize, uint64_t displacement, size_t fieldSize) {
     return displacement + fieldSize <= recordSize ? take(world, recordSize, true) : nullptr;
 }
 
-// An open type record whose encoded length and pointer (a KelBuf) lie at
-// `displacement`.
-void *encoded_record(KelGlobal *world, const void *bytes, uint32_t length, uint32_t recordSize, uint64_t displacement) {
-    auto *record = static_cast<unsigned char *>(new_record(world, recordSize, displacement, sizeof(KelBuf)));
+// An open type record with the encoded length at `lengthAt` and the pointer
+// to a copy of the encoding at `pointerAt`, behind the length.
+void *encoded_record(KelGlobal *world, const void *bytes, uint32_t length, uint32_t recordSize, uint64_t lengthAt,
+                     uint64_t pointerAt) {
+    auto *record = static_cast<unsigned char *>(new_record(world, recordSize, pointerAt, sizeof(void *)));
     if (!record)
         return nullptr;
     bool failed;
-    KelBuf encoded = {length, static_cast<unsigned char *>(copy_units(world, bytes, length, 0, &failed))};
+    void *encoded = copy_units(world, bytes, length, 0, &failed);
     if (failed) {
         kelFreeMemory(world, record);
         return nullptr;
     }
-    std::memcpy(record + displacement, &encoded, sizeof encoded);
+    store(record + lengthAt, length);
+    store(record + pointerAt, encoded);
     return record;
 }
 
@@ -151,11 +155,9 @@ void *decoded_record(KelGlobal *world, void *value, int pdu, uint32_t recordSize
         kelFreeMemory(world, record);
         return nullptr;
     }
-    std::memcpy(record + displacement, &copy, sizeof copy);
+    store(record + displacement, copy);
     return record;
 }
-
-template <class T> void store(void *field, T value) { std::memcpy(field, &value, sizeof value); }
 
 } // namespace
 
@@ -263,7 +265,8 @@ KelUnbSeqOf *kel__UnbSeqOf_copy(KelGlobal *world, const void *source, uint32_t c
 }
 
 void *kel__OpenType_copy_encoded(KelGlobal *world, const void *bytes, uint32_t length, uint32_t recordSize) {
-    return encoded_record(world, bytes, length, recordSize, offsetof(KelOpenType, length));
+    return encoded_record(world, bytes, length, recordSize, offsetof(KelOpenType, length),
+                          offsetof(KelOpenType, encoded));
 }
 
 KelContained *kel__BitStrCC_copy_encoded(KelGlobal *world, const unsigned char *bytes, uint32_t bits) {
@@ -288,7 +291,8 @@ KelContained *kel__CC_copy_decoded(KelGlobal *world, void *value, int pdu) {
 
 void *kel__NewOpenType_copy_encoded(KelGlobal *world, const void *bytes, uint32_t length, uint32_t recordSize,
                                     uint32_t displacement) {
-    return encoded_record(world, bytes, length, recordSize, displacement);
+    return encoded_record(world, bytes, length, recordSize, uint64_t{displacement} + offsetof(KelBuf, length),
+                          uint64_t{displacement} + offsetof(KelBuf, value));
 }
 
 void *kel__NewOpenType_copy_decoded(KelGlobal *world, void *value, int pdu, uint32_t recordSize, int pduWidth,
