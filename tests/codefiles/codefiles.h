@@ -29,6 +29,10 @@ int kel_json_encode(KelGlobal *world, int pdu, void *value);
 struct KelJsonCursor;
 void *kel_json_decode(KelGlobal *world, struct KelJsonCursor *cursor, int pdu);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);
+/* The value services: printPdu, cmpValue, cpyValue. */
+int kel_print_pdu(KelGlobal *world, int pdu, void *value);
+int kel_cmp_value(KelGlobal *world, int pdu, void *first, void *second);
+int kel_cpy_value(KelGlobal *world, int pdu, void *source, void **destination);
 
 /* Whether the PER (OER, JSON) walker knows every type a type is built of. */
 int kel_per_knows(const KelTypeDesc *type);
@@ -40,7 +44,7 @@ int kel_json_knows(const KelTypeDesc *type);
     {                                                                                           \
         .init = kel_codefile_init, .berEncode = kel_ber_encode, .berDecode = kel_ber_decode,    \
         .freePdu = kel_codefile_free, .version = 17, .perEncode = kel_per_encode,               \
-        .perDecode = kel_per_decode, .perVersion = 16                                           \
+        .perDecode = kel_per_decode, .perVersion = 16, .printPdu = kel_print_pdu                \
     }
 
 /* The code files. */
