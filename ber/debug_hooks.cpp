@@ -4,8 +4,8 @@
 // code calls the pre hooks and the post hooks after success; the failure path
 // calls the post hooks through the world's encPostHook and decPostHook.
 //
-// Encodings are printed through the world's debugPrinters; a printer that
-// isn't there is skipped with its heading.
+// Values and encodings are printed through the world's debugPrinters; a
+// printer that isn't there is skipped with its heading.
 #include <cstring>
 
 #include "ber.h"
@@ -51,9 +51,13 @@ void store_state(KelWorldExt *ext, const TraceState &state) {
 
 const char *blank_line(const TraceState &state) { return state.printed ? "\n" : ""; }
 
+// The value printer of debugPrinters (kelPrintPDU, which gives the code
+// file's printer a frame of its own), when the code file has a printer.
 KelPrintFn pdu_printer(const KelGlobal *world) {
     const auto *table = static_cast<const KelControlTable *>(world->ctlTbl);
-    return table ? table->printPdu : nullptr;
+    if (!table || !table->printPdu)
+        return nullptr;
+    return reinterpret_cast<KelPrintFn>(world->ext->debugPrinters[kSlotPdu]);
 }
 
 bool text_rule(uint32_t rule) { return rule == KEL_XER || rule == KEL_CXER || rule == KEL_EXER || rule == KEL_JSON; }

@@ -129,15 +129,14 @@ constexpr int kJsonIndentNullWorld = -6;
 
 // What kelSetDebugFlags installs: debugPrinters holds kelPrintPDU,
 // kelPrintHex, kelPrintXML and kelPrintJSON in this order, and the post hooks
-// are _kel_db_e_post and _kel_db_d_post.  The printers are filled in here
-// as they are built; until then their slots stay null and the hooks skip
-// them.
+// are _kel_db_e_post and _kel_db_d_post.
 struct DebugHooks {
     void *printers[4];
     KelPostHook encPost;
     KelPostHook decPost;
 };
-const DebugHooks kDebugHooks = {{nullptr, nullptr, nullptr, nullptr},
+const DebugHooks kDebugHooks = {{reinterpret_cast<void *>(kelPrintPDU), reinterpret_cast<void *>(kelPrintHex),
+                                  reinterpret_cast<void *>(kelPrintXML), reinterpret_cast<void *>(kelPrintJSON)},
                                  kel::ber::encoder_post_hook,
                                  kel::ber::decoder_post_hook};
 

@@ -379,7 +379,8 @@ TEST_F(BerItems, DebugHooksPrintThroughTheirPrinters) {
     uint8_t encoding[] = {0x02, 0x01, 0x05};
     world->encRules = KEL_DER;
     g_printed.clear();
-    _kel_db_e_post(world, 0, encoding, 3); // no hex printer yet: nothing at all
+    world->ext->debugPrinters[1] = nullptr;
+    _kel_db_e_post(world, 0, encoding, 3); // no hex printer: nothing at all
     EXPECT_EQ(g_printed, "");
     world->ext->debugPrinters[1] = reinterpret_cast<void *>(hex_printer);
     _kel_db_e_post(world, 0, encoding, 3);
