@@ -49,15 +49,12 @@ extern "C" int kelPrint(KelGlobal *world, const char *format, ...) {
         result = std::vfprintf(stdout, format, args);
     } else if (world->ext && world->ext->userVprint) {
         result = world->ext->userVprint(world->asn1out, format, args);
+    } else if (world->asn1prnt && world->asn1prnt != &std::fprintf && world->asn1out) {
+        result = print_through(world, world->asn1prnt, world->asn1out, format, args);
     } else {
         FILE *stream = world->asn1out ? world->asn1out : stdout;
-        KelPrintf print = world->asn1prnt;
-        if (!print || print == &std::fprintf) {
-            result = std::vfprintf(stream, format, args);
-            std::fflush(stream);
-        } else {
-            result = print_through(world, print, stream, format, args);
-        }
+        result = std::vfprintf(stream, format, args);
+        std::fflush(stream);
     }
     va_end(args);
     return result;
