@@ -4,7 +4,6 @@
 // content cut.
 #include <cstring>
 
-#include "internal.h"
 #include "printing.h"
 
 using kel::print::Sink;

@@ -311,6 +311,28 @@ TEST_F(Dumps, OctetsAsAsciiAddressesDigitsAndTimeStamps) {
     }
 }
 
+// A print function of the world's own gets each text formatted, as "%s".
+std::string g_through;
+int print_function(FILE *, const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    g_through += format;
+    g_through += '|';
+    g_through += va_arg(args, const char *);
+    va_end(args);
+    return 0;
+}
+
+TEST_F(PrintPdu, WorldPrintFunctionGetsTheFormattedText) {
+    kelSetUserVprint(&world, nullptr, nullptr);
+    world.asn1prnt = print_function;
+    const std::string longName(3000, 'n');
+    kelPrint(&world, "%d and %s", 7, "more");
+    kelPrint(&world, "%s", longName.c_str());
+    EXPECT_EQ(g_through, "%s|7 and more%s|" + longName);
+    world.asn1prnt = std::fprintf;
+}
+
 TEST_F(PrintPdu, TraceFileTakesThePrintsUntilClosed) {
     kelSetUserVprint(&world, nullptr, nullptr);
     const std::string path = ::testing::TempDir() + "kelvarn_trace.txt";
