@@ -313,6 +313,11 @@ void _kel_dec_pbit(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t 
     const uint32_t fieldBits = static_cast<uint32_t>(bits);
     const uint32_t fieldOctets = (fieldBits + 7) / 8;
     uint32_t valueBits = take_bits(world, pos, rem, length, &contents, named != 0);
+    // Without named bits the field is the type's one size: a shorter value
+    // would come back padded with zero bits, as another value, so strict
+    // CER and DER refuse it (its own encoding is that of another size).
+    if (!named && valueBits < fieldBits && kel::ber::strict_canonical(world))
+        _kel_enc_error(world, kMsgSizeViolated, valueBits);
     if (valueBits > fieldBits) {
         if (!named)
             _kel_enc_error(world, kMsgSizeExceeded, valueBits);

@@ -55,12 +55,14 @@ bool canonical_decimal_text(const unsigned char *s, uint32_t n) {
     return i == n;
 }
 
-// The binary form with base 2, no scale factor, an odd mantissa, and the
-// short exponent form wherever it serves.
+// The binary form with base 2, no scale factor, an odd mantissa in the
+// fewest octets (no leading zero octet), and the short exponent form
+// wherever it serves; the exponent's own octets are held to the fewest by
+// the integer reader.
 void check_canonical_binary(KelGlobal *world, const unsigned char *p, int32_t length, int32_t at,
                             int32_t count) {
     constexpr uint8_t kBaseAndScale = 0x3C;
-    if ((p[0] & kBaseAndScale) || at + count == length || !(p[length - 1] & 1))
+    if ((p[0] & kBaseAndScale) || at + count == length || p[at + count] == 0 || !(p[length - 1] & 1))
         _kel_enc_error(world, kel::kMsgMisencoded, 0);
     if (at == 2 && count <= 3)
         _kel_enc_error(world, kMsgExponentNeedlesslyLong, 0);

@@ -218,8 +218,39 @@ constexpr int kMsgIndefiniteDer = 134;
         _kel_enc_error(world, kel::kMsgMisencoded, 0);
 }
 
+// "0052S: Expected constructed type but found primitive", "0053S: Expected
+// primitive type but found constructed".
+constexpr int kMsgExpectedConstructed = 120;
+constexpr int kMsgExpectedPrimitive = 121;
+
+// Universal types whose encoding is primitive under every rule (X.690 8.2,
+// 8.3, 8.4, 8.8, 8.5, 8.19, 8.20 and the TIME types), by tag number.
+constexpr uint32_t kAlwaysPrimitive = 1u << 1 | 1u << 2 | 1u << 5 | 1u << 6 | 1u << 9 | 1u << 10 |
+                                      1u << 13 | 1u << 14;
+
+// The constructed bit that the tag just read left in bitOffset against the
+// one of `tag` in match form, where the match itself ignores it (X.690
+// 8.1.2.5).  A type that generated code reads as constructed is never
+// primitive.  Under DER nothing that it reads as primitive is constructed,
+// since DER writes strings whole; BER and CER may segment strings under
+// any tag, so only universal types that are never segmented are held to it
+// there.  Encoders re-read finished values and are not checked.
+void check_constructed_bit(KelGlobal *world, uint32_t tag) {
+    if (world->phase <= kel::kPhaseEncoder)
+        return;
+    const bool constructed = world->bitOffset != 0;
+    if ((tag & 0x20) != 0) {
+        if (!constructed)
+            _kel_enc_error(world, kMsgExpectedConstructed, 0);
+        return;
+    }
+    if (constructed && (world->encRules == KEL_DER ||
+                        ((tag & 0xC0) == 0 && (kAlwaysPrimitive >> (tag & 0x1F) & 1))))
+        _kel_enc_error(world, kMsgExpectedPrimitive, 0);
+}
+
 // _kel_dec_tag_length under STRICT_ENCODING_DECODING_RULES: the same reading
-// with the length octets checked first.
+// with the constructed bit and the length octets checked first.
 [[gnu::noinline]] int32_t strict_tag_length(KelGlobal *world, unsigned char **pos, int32_t *rem,
                                             uint32_t tag) {
     if (tag != 0) {
@@ -229,6 +260,7 @@ constexpr int kMsgIndefiniteDer = 134;
             end_of_input(world);
         world->bitOffset = **pos & 0x20;
         match_tag(world, pos, rem, tag);
+        check_constructed_bit(world, tag);
     }
     check_length_octets(world, *pos, *rem);
     return tag_length(world, pos, rem, 0);

@@ -2,10 +2,14 @@
 // each encoding that X.690 forbids in the canonical rules, decoded whole
 // through the table-driven code file with the flag (refused, with its
 // message) and without it (what the decoders do by default, which stays),
-// and every call leaving nothing allocated.  Also the messages that name the
-// fault of a malformed header, bit string, REAL or time.
+// and every call leaving nothing allocated; DEFAULT strings compared by
+// value; the constructed bit in the straight-line code files.  Also the
+// messages that name the fault of a malformed header, bit string, REAL or
+// time.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <string>
 
@@ -15,7 +19,12 @@
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_ber.h"
+#include "message_world.h"
 #include "pdu_decoder.h"
+
+// The control tables of the straight-line code files.
+extern "C" KelControlTable personnel_control;
+extern "C" KelControlTable cert_trim_control;
 
 namespace {
 
@@ -140,6 +149,36 @@ TEST(BerStrict, CanonicalRulesRefusedOnlyUnderTheFlag) {
         {"DEFAULT present with its value", "SeqOpt", KEL_DER, hex("3006 800105 830107"), "0037E", nullptr},
         {"DEFAULT present with another value", "SeqOpt", KEL_DER, hex("3006 800105 830108"), nullptr, nullptr},
         {"DEFAULT present with its value, CER", "SeqOpt", KEL_CER, hex("3080 800105 840101 0000"), "0037E", nullptr},
+        // The constructed bit that the tag match ignores: simple types are
+        // primitive, structures constructed (X.690 8.1.2.5); BER and CER
+        // hold untagged simple types to it, DER every type.
+        {"constructed INTEGER", "Int", KEL_DER, hex("22020100"), "0053S", nullptr},
+        {"constructed INTEGER, BER", "Int", KEL_BER, hex("22020100"), "0053S", nullptr},
+        {"constructed INTEGER, CER", "Int", KEL_CER, hex("22020100"), "0053S", nullptr},
+        {"constructed BOOLEAN", "Bool", KEL_DER, hex("2101FF"), "0053S", nullptr},
+        {"constructed NULL", "Null", KEL_DER, hex("2500"), "0053S", nullptr},
+        {"constructed ENUMERATED", "Enum", KEL_DER, hex("2A0101"), "0053S", nullptr},
+        {"constructed OBJECT IDENTIFIER", "Oid", KEL_DER, hex("26022C01"), "0053S", nullptr},
+        {"constructed REAL", "Real", KEL_DER, hex("2900"), "0053S", nullptr},
+        {"constructed GeneralizedTime", "Gen", KEL_DER, with_text("3811", "19851106210627.3Z"), "0053S", nullptr},
+        {"constructed implicit tag on INTEGER", "SeqOpt", KEL_DER, hex("3003A001F1"), "0053S", nullptr},
+        {"constructed implicit tag on NULL in a CHOICE", "Choice", KEL_DER, hex("A300"), "0053S", nullptr},
+        {"constructed implicit tag on a string, BER", "SeqOpt", KEL_BER, hex("3009800105A2040402 4142"), nullptr, nullptr},
+        {"primitive SEQUENCE", "SeqEmpty", KEL_DER, hex("1000"), "0052S", nullptr},
+        {"primitive SEQUENCE, BER", "SeqEmpty", KEL_BER, hex("1000"), "0052S", nullptr},
+        {"primitive SET OF", "SetOfInt", KEL_DER, hex("1100"), "0052S", nullptr},
+        // REAL mantissa in the fewest octets; a value beyond a double is
+        // canonical all the same (it comes back as -0).
+        {"REAL mantissa with a leading zero octet", "Real", KEL_DER, hex("090780000000302E35"), "0037E", nullptr},
+        {"REAL mantissa with two leading zero octets", "Real", KEL_DER, hex("0909800700006074683131"), "0037E", nullptr},
+        {"REAL of four exponent octets", "Real", KEL_DER, hex("0907C304DF00000031"), nullptr, nullptr},
+        // A fixed-size BIT STRING (SIZE(16)) without named bits.
+        {"7 bits for SIZE(16)", "Bits16", KEL_DER, hex("03020100"), "0063S", nullptr},
+        {"16 bits for SIZE(16)", "Bits16", KEL_DER, hex("0303000000"), nullptr, nullptr},
+        // Tag [UNIVERSAL 0] tags no value, also where extensions are skipped.
+        {"end-of-contents as an extension", "SeqExt", KEL_DER, hex("3005800100 0000"), "0058E", nullptr},
+        {"end-of-contents as an extension, BER", "SeqExt", KEL_BER, hex("3005800100 0000"), "0058E", nullptr},
+        {"unknown extension", "SeqExt", KEL_DER, hex("3006800100 830100"), nullptr, nullptr},
         // Octets behind the value.
         {"trailing octet", "Int", KEL_DER, hex("02010500"), "0059E", nullptr},
         {"trailing octet, CER", "Int", KEL_CER, hex("02010500"), "0059E", nullptr},
@@ -155,6 +194,118 @@ TEST(BerStrict, CanonicalRulesRefusedOnlyUnderTheFlag) {
             const char *message = strict ? c.strict : c.lenient;
             const int code = d.decode(c.type, c.input, message);
             EXPECT_EQ(code != 0, message != nullptr) << kelGetErrMsg(&d.world);
+        }
+    }
+}
+
+// A DEFAULT held behind a pointer (text, a {length, pointer} string) is
+// compared by value: strict DER refuses it present with its default, and
+// the encoder leaves it out, whatever memory the value's pointer holds.
+TEST(BerStrict, DefaultStringsAreComparedByValue) {
+    struct Record {
+        uint32_t present;
+        char *text;
+        KelUnboundedString octets;
+    };
+    static char abc[] = "abc";
+    static unsigned char xy[] = {'x', 'y'};
+    static char *const textDefault = abc;
+    static const KelUnboundedString octetsDefault{2, xy};
+    KelTypeDesc text{}, octets{}, sequence{};
+    text.kind = KEL_KIND_CHAR_STRING;
+    text.tagCount = 1;
+    text.tags[0] = KEL_TAG_IA5_STRING;
+    text.form = KEL_FORM_NULLTERM_PTR;
+    text.size = sizeof(char *);
+    octets = text;
+    octets.kind = KEL_KIND_OCTET_STRING;
+    octets.tags[0] = KEL_TAG_OCTET_STRING;
+    octets.form = KEL_FORM_UNBOUNDED;
+    octets.size = sizeof(KelUnboundedString);
+    const KelComponent components[] = {
+        {"text", &text, offsetof(Record, text), KEL_COMP_DEFAULT, 1, KEL_TAGGING_IMPLICIT,
+         KEL_TAG(KEL_CLASS_CONTEXT, 0, 0), &textDefault, 0},
+        {"octets", &octets, offsetof(Record, octets), KEL_COMP_DEFAULT, 2, KEL_TAGGING_IMPLICIT,
+         KEL_TAG(KEL_CLASS_CONTEXT, 0, 1), &octetsDefault, 0},
+    };
+    sequence.name = "Defaults";
+    sequence.kind = KEL_KIND_SEQUENCE;
+    sequence.tagCount = 1;
+    sequence.tags[0] = KEL_TAG(KEL_CLASS_UNIVERSAL, 1, 16);
+    sequence.size = sizeof(Record);
+    sequence.components = components;
+    sequence.componentCount = 2;
+    const KelPduDesc pdu{{"Defaults", "Defaults"}, &sequence};
+    KelCodeFile file = kel_typeszoo_codefile;
+    file.pduCount = 1;
+    file.pdus = &pdu;
+
+    struct Case {
+        const char *what;
+        const char *input;
+        const char *strict; // null: accepted
+    };
+    const Case cases[] = {
+        {"text with its default", "3005 8003616263", "0037E"},
+        {"octets with their default", "3004 81027879", "0037E"},
+        {"text with another value", "3005 8003616264", nullptr},
+        {"octets with another value", "3005 8103787979", nullptr},
+    };
+    for (const Case &c : cases) {
+        for (const bool strict : {false, true}) {
+            SCOPED_TRACE(std::string(c.what) + (strict ? " (strict)" : " (default)"));
+            PduDecoder d(KEL_DER, &file);
+            if (strict)
+                kelSetDecodingFlags(&d.world, kelGetDecodingFlags(&d.world) | STRICT_ENCODING_DECODING_RULES);
+            const char *message = strict ? c.strict : nullptr;
+            EXPECT_EQ(d.decode_pdu(1, hex(c.input), message) != 0, message != nullptr);
+        }
+    }
+
+    char sameText[] = "abc";
+    unsigned char sameOctets[] = {'x', 'y'};
+    Record value{3, sameText, {2, sameOctets}};
+    PduDecoder d(KEL_DER, &file);
+    KelBuf out{0, nullptr};
+    ASSERT_EQ(kelEncode(&d.world, 1, &value, &out), 0) << kelGetErrMsg(&d.world);
+    EXPECT_EQ(Bytes(out.value, out.value + out.length), hex("3000"));
+    kelFreeBuf(&d.world, out.value);
+}
+
+// The straight-line code files read SET components and CHOICE alternatives
+// by class and number; strict decoding holds their constructed bit to the
+// type there too.
+TEST(BerStrict, StraightLineCodeFilesCheckTheConstructedBit) {
+    struct Case {
+        const char *what;
+        KelControlTable *control;
+        const char *file;
+        const char *from, *to; // the first `from` in the encoding becomes `to`
+        const char *message;
+    };
+    const Case cases[] = {
+        {"constructed [APPLICATION 2] INTEGER", &personnel_control, "PersonnelRecordA1.der.hex", "420133",
+         "620133", "0053S"},
+        {"primitive explicit [0]", &personnel_control, "PersonnelRecordA1.der.hex", "A00A1A08", "800A1A08",
+         "0052S"},
+        {"constructed UTCTime", &cert_trim_control, "CertTrim.der.hex", "170D", "370D", "0053S"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        Bytes input = kel_test::bench_file(c.file);
+        const Bytes from = hex(c.from), to = hex(c.to);
+        const auto at = std::search(input.begin(), input.end(), from.begin(), from.end());
+        ASSERT_NE(at, input.end());
+        std::copy(to.begin(), to.end(), at);
+        for (const bool strict : {false, true}) {
+            kel_test::MessageWorld m(c.control, 1);
+            if (strict)
+                kelSetDecodingFlags(&m.world, kelGetDecodingFlags(&m.world) | STRICT_ENCODING_DECODING_RULES);
+            const int code = m.decode(KEL_DER, input);
+            EXPECT_EQ(code != 0, strict);
+            if (strict) {
+                EXPECT_NE(std::strstr(kelGetErrMsg(&m.world), c.message), nullptr) << kelGetErrMsg(&m.world);
+            }
         }
     }
 }

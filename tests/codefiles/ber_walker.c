@@ -474,6 +474,36 @@ void kel_ber_decode_simple(KelGlobal *world, const KelTypeDesc *type, const KelT
 }
 
 /* ------------------------------------------------------------------------ */
+/* Values as octets                                                          */
+/* ------------------------------------------------------------------------ */
+
+KelValueOctets kel_ber_value_octets(const KelTypeDesc *type, const unsigned char *field)
+{
+    KelValueOctets octets = { field, type->size, 0 };
+    const unsigned char *record;
+
+    if (type->kind == KEL_KIND_BIT_STRING) {
+        if (type->form == KEL_FORM_PADDED)
+            return octets;
+        octets.bits = bit_count(type, field);
+        octets.length = (octets.bits + 7) / 8;
+        switch (type->form) {
+        case KEL_FORM_UNBOUNDED: octets.data = ((const KelUnboundedBits *)(const void *)field)->value; break;
+        case KEL_FORM_VARYING: octets.data = field + KEL_VARYING_HEADER; break;
+        default: /* KEL_FORM_VARYING_PTR */
+            record = *(unsigned char *const *)(const void *)field;
+            octets.data = record + KEL_VARYING_HEADER;
+            break;
+        }
+    } else if (is_string(type) || type->form == KEL_FORM_OID_ENCODED || type->form == KEL_FORM_TIME_TEXT) {
+        const StringUnits units = string_units(type, field);
+        octets.data = units.data;
+        octets.length = units.count * units.unitSize;
+    }
+    return octets;
+}
+
+/* ------------------------------------------------------------------------ */
 /* Free                                                                      */
 /* ------------------------------------------------------------------------ */
 

@@ -16,6 +16,18 @@ int32_t kel_ber_encode_simple(KelGlobal *world, unsigned char **pos, int32_t *re
 void kel_ber_decode_simple(KelGlobal *world, const KelTypeDesc *type, const KelTag *tag,
                            unsigned char *field);
 
+/* A value as octets, for comparing it with its DEFAULT: the units of a
+ * string wherever its memory form keeps them (a bit string's octets with
+ * its count of bits in `bits`), the contents of an encoded object
+ * identifier, the text of a time held as text; the record of any other
+ * form. */
+typedef struct KelValueOctets {
+    const unsigned char *data;
+    uint32_t length;
+    uint32_t bits;
+} KelValueOctets;
+KelValueOctets kel_ber_value_octets(const KelTypeDesc *type, const unsigned char *field);
+
 /* Frees the pieces that a decoded simple value holds apart from its field. */
 void kel_ber_free_simple(KelGlobal *world, const KelTypeDesc *type, unsigned char *field);
 

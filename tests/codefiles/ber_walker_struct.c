@@ -35,6 +35,7 @@ enum {
     MSG_REPEATED = 116,
     MSG_OMITTED = 117,
     MSG_EXPECTED_EOC = 118,
+    MSG_EOC_FOR_TAG = 126,
     MSG_INDEFINITE_DER = 134
 };
 
@@ -52,13 +53,32 @@ static int32_t encode_component(Walk *w, unsigned char **pos, int32_t *rem, cons
     return encode_value(w, pos, rem, c->type, t.tag, t.count, kel_value_of(c, record));
 }
 
+/* Whether a component's value equals its DEFAULT, by value: strings are
+ * compared wherever their memory forms keep them. */
+static int equals_default(const KelComponent *c, const unsigned char *record)
+{
+    const KelValueOctets value = kel_ber_value_octets(c->type, record + c->offset);
+    const KelValueOctets preset = kel_ber_value_octets(c->type, (const unsigned char *)c->defaultValue);
+    return value.bits == preset.bits && value.length == preset.length &&
+           (value.length == 0 || memcmp(value.data, preset.data, value.length) == 0);
+}
+
 /* Under DER and CER a component equal to its DEFAULT is left out. */
 static int omitted(const Walk *w, const KelComponent *c, unsigned char *record)
 {
     if (!kel_is_present(c, record))
         return 1;
-    return (c->flags & KEL_COMP_DEFAULT) && w->world->encRules != KEL_BER &&
-           memcmp(record + c->offset, c->defaultValue, c->type->size) == 0;
+    return (c->flags & KEL_COMP_DEFAULT) && w->world->encRules != KEL_BER && equals_default(c, record);
+}
+
+/* Strict CER and DER decoding refuses a component present with its DEFAULT
+ * value; the library compares the two as octets. */
+static void check_default_present(KelGlobal *world, const KelComponent *c, const unsigned char *record)
+{
+    const KelValueOctets value = kel_ber_value_octets(c->type, record + c->offset);
+    const KelValueOctets preset = kel_ber_value_octets(c->type, (const unsigned char *)c->defaultValue);
+    if (value.bits == preset.bits)
+        _kel_dec_dflt_present(world, value.data, value.length, preset.data, preset.length);
 }
 
 /* SET components go out under DER and CER in the order of their tags:
@@ -264,10 +284,14 @@ static uint16_t next_tag(KelGlobal *world)
     return _kel_dec_tag(world, &pos, &rem);
 }
 
-/* Steps over the next TLV: an unknown extension. */
+/* Steps over the next TLV: an unknown extension.  Tag [UNIVERSAL 0] marks
+ * an end-of-contents and tags no value: strict decoding refuses it here,
+ * where the contents go on. */
 static void skip_item(KelGlobal *world)
 {
-    _kel_dec_tag(world, &world->inPos, &world->inRemaining);
+    if (_kel_dec_tag(world, &world->inPos, &world->inRemaining) == 0 &&
+        (world->decodingFlags & STRICT_ENCODING_DECODING_RULES))
+        _kel_enc_error(world, MSG_EOC_FOR_TAG, 0);
     _kel_skip_past_item(world, &world->inPos, &world->inRemaining,
                         _kel_dec_length(world, &world->inPos, &world->inRemaining));
 }
@@ -311,6 +335,41 @@ static int find_component(const KelTypeDesc *type, uint16_t tag, uint32_t from)
     return -1;
 }
 
+/* An absent DEFAULT component takes its default; a value kept behind a
+ * pointer gets a copy of its own in decoder memory, which the value's free
+ * function gives back like any decoded piece. */
+static void fill_default(KelGlobal *world, const KelComponent *c, unsigned char *record)
+{
+    const unsigned char *preset = (const unsigned char *)c->defaultValue;
+    const KelValueOctets octets = kel_ber_value_octets(c->type, preset);
+    unsigned char *field = record + c->offset, *copy = NULL;
+
+    memcpy(field, preset, c->type->size);
+    if (octets.data >= preset && octets.data < preset + c->type->size)
+        return; /* held in the record itself */
+    switch (c->type->form) {
+    case KEL_FORM_VARYING_PTR:
+        copy = (unsigned char *)_kel_dec_getmem(world, (int32_t)(KEL_VARYING_HEADER + octets.length));
+        memcpy(copy, octets.data - KEL_VARYING_HEADER, KEL_VARYING_HEADER + octets.length);
+        *(unsigned char **)(void *)field = copy;
+        return;
+    case KEL_FORM_NULLTERM_PTR:
+    case KEL_FORM_TIME_TEXT:
+        copy = (unsigned char *)_kel_dec_getmem(world, (int32_t)octets.length + 1);
+        memcpy(copy, octets.data, octets.length);
+        copy[octets.length] = 0;
+        *(unsigned char **)(void *)field = copy;
+        return;
+    default: /* {length, pointer} records */
+        if (octets.length) {
+            copy = (unsigned char *)_kel_dec_getmem(world, (int32_t)octets.length);
+            memcpy(copy, octets.data, octets.length);
+        }
+        ((KelUnboundedString *)(void *)field)->value = copy;
+        return;
+    }
+}
+
 static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *record, int32_t end)
 {
     KelGlobal *world = w->world;
@@ -336,7 +395,7 @@ static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *reco
             _kel_dec_set_order(world, &nextTag, world->encRules == KEL_CER ? kel_canonical_tag(c) : tag);
         decode_component(w, c, record, type);
         if (c->flags & KEL_COMP_DEFAULT)
-            _kel_dec_dflt_present(world, record + c->offset, c->type->size, c->defaultValue, c->type->size);
+            check_default_present(world, c, record);
         next = (uint32_t)found + 1;
     }
     for (i = 0; i < type->componentCount; i++) {
@@ -344,7 +403,7 @@ static void decode_members(Walk *w, const KelTypeDesc *type, unsigned char *reco
         if (seen >> i & 1u)
             continue;
         if (c->flags & KEL_COMP_DEFAULT)
-            memcpy(record + c->offset, c->defaultValue, c->type->size);
+            fill_default(world, c, record);
         else if (!(c->flags & (KEL_COMP_OPTIONAL | KEL_COMP_EXTENSION | KEL_COMP_POINTER)))
             _kel_enc_error(world, MSG_OMITTED, 0);
     }
