@@ -50,6 +50,7 @@ enum {
     MSG_UNKNOWN_TAG = 115,
     MSG_OMITTED = 117,
     MSG_EXPECTED_EOC = 118,
+    MSG_EXPECTED_PRIMITIVE = 121,
     MSG_INDEFINITE_DER = 134
 };
 
@@ -343,12 +344,41 @@ static void decode_huge(KelGlobal *w, KelHugeInt *v)
     _kel_get_bytes(w, &w->inPos, &w->inRemaining, v->value, length);
 }
 
-/* A list of `size`-octet elements in contents of `length`: the array. */
-static void *list_array(KelGlobal *w, int32_t length, uint32_t size, uint32_t *count)
+/* A list of `size`-octet elements in contents of `length`, decoded in one
+ * pass: the array grows by doubling on the temporary stack and moves to
+ * decoder memory after the last element, when the count is known.  A SET
+ * OF hands each element's encoding with the previous one to the library's
+ * order test of strict CER and DER. */
+static void *decode_list(KelGlobal *w, int32_t length, uint32_t size, void (*decode)(KelGlobal *, void *),
+                         int setOf, uint32_t *count)
 {
-    int32_t n = _kel_count_setof_items(w, &w->inPos, &w->inRemaining, length);
-    *count = (uint32_t)n;
-    return n > 0 ? _kel_dec_getmem(w, n * (int32_t)size) : NULL;
+    int32_t end = end_of(w, length);
+    unsigned char *array = NULL, *list = NULL, *previous = NULL;
+    uint32_t n = 0, capacity = 0, previousLength = 0;
+
+    while (component_follows(w, end)) {
+        unsigned char *start = w->inPos;
+        if (n == capacity) {
+            const uint32_t grown = capacity ? 2 * capacity : 4;
+            array = _kel_dec_realloctempmem(w, array, capacity * size, grown * size);
+            capacity = grown;
+        }
+        decode(w, array + (size_t)n * size);
+        if (setOf && previous)
+            _kel_check_setof_order(w, previous, previousLength, start, (uint32_t)(w->inPos - start));
+        previous = start;
+        previousLength = (uint32_t)(w->inPos - start);
+        n++;
+    }
+    close_value(w, end);
+    *count = n;
+    if (n) {
+        list = _kel_dec_getmem(w, (int32_t)(n * size));
+        memcpy(list, array, (size_t)n * size);
+    }
+    if (array)
+        _kel_dec_freetempmem(w, array);
+    return list;
 }
 
 static void decode_AlgorithmIdentifier(KelGlobal *w, AlgorithmIdentifier *v)
@@ -363,8 +393,9 @@ static void decode_AlgorithmIdentifier(KelGlobal *w, AlgorithmIdentifier *v)
     close_value(w, end);
 }
 
-static void decode_AttributeTypeAndValue(KelGlobal *w, AttributeTypeAndValue *v)
+static void decode_AttributeTypeAndValue(KelGlobal *w, void *element)
 {
+    AttributeTypeAndValue *v = element;
     int32_t end = open_value(w, TAG_SEQUENCE);
     decode_oid(w, &v->type);
     decode_any(w, &v->value, end);
@@ -373,39 +404,34 @@ static void decode_AttributeTypeAndValue(KelGlobal *w, AttributeTypeAndValue *v)
     close_value(w, end);
 }
 
-static void decode_RelativeDistinguishedName(KelGlobal *w, RelativeDistinguishedName *v)
+static void decode_RelativeDistinguishedName(KelGlobal *w, void *element)
 {
+    RelativeDistinguishedName *v = element;
     int32_t length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_SET);
-    uint32_t i;
-    int32_t end;
-    v->value = list_array(w, length, sizeof *v->value, &v->count);
+    v->value = decode_list(w, length, sizeof *v->value, decode_AttributeTypeAndValue, 1, &v->count);
     if (v->count == 0)
         _kel_enc_error(w, MSG_COUNT_RANGE, 0);
-    end = end_of(w, length);
-    for (i = 0; i < v->count; i++)
-        decode_AttributeTypeAndValue(w, &v->value[i]);
-    close_value(w, end);
 }
 
 static void decode_Name(KelGlobal *w, Name *v)
 {
     int32_t length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_SEQUENCE);
     RDNSequence *rdns = &v->u.rdnSequence;
-    uint32_t i;
-    int32_t end;
     v->choice = rdnSequence_chosen;
-    rdns->value = list_array(w, length, sizeof *rdns->value, &rdns->count);
-    end = end_of(w, length);
-    for (i = 0; i < rdns->count; i++)
-        decode_RelativeDistinguishedName(w, &rdns->value[i]);
-    close_value(w, end);
+    rdns->value = decode_list(w, length, sizeof *rdns->value, decode_RelativeDistinguishedName, 0, &rdns->count);
 }
 
 static void decode_Time(KelGlobal *w, Time *v)
 {
     unsigned char *text;
     uint16_t tag = _kel_dec_tag(w, &w->inPos, &w->inRemaining);
-    int32_t length = _kel_dec_length(w, &w->inPos, &w->inRemaining);
+    int32_t length;
+    /* Read by class and number, so strict decoding checks the constructed
+     * bit here: a time is read as one primitive string, the form that CER
+     * and DER give it. */
+    if (w->bitOffset && (w->decodingFlags & STRICT_ENCODING_DECODING_RULES))
+        _kel_enc_error(w, MSG_EXPECTED_PRIMITIVE, 0);
+    length = _kel_dec_length(w, &w->inPos, &w->inRemaining);
     switch (tag) {
     case TAG_UTC_TIME:
         v->choice = utcTime_chosen;
@@ -427,8 +453,9 @@ static void decode_Time(KelGlobal *w, Time *v)
 static const uint8_t notCritical = 0;
 static const Version firstVersion = v1;
 
-static void decode_Extension(KelGlobal *w, Extension *v)
+static void decode_Extension(KelGlobal *w, void *element)
 {
+    Extension *v = element;
     unsigned char *octets;
     int32_t end = open_value(w, TAG_SEQUENCE), length;
     decode_oid(w, &v->extnID);
@@ -451,15 +478,9 @@ static void decode_Extensions(KelGlobal *w, Extensions *v)
 {
     int32_t outer = open_value(w, TAG_EXTENSIONS);
     int32_t length = _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_SEQUENCE);
-    uint32_t i;
-    int32_t end;
-    v->value = list_array(w, length, sizeof *v->value, &v->count);
+    v->value = decode_list(w, length, sizeof *v->value, decode_Extension, 0, &v->count);
     if (v->count == 0)
         _kel_enc_error(w, MSG_COUNT_RANGE, 0);
-    end = end_of(w, length);
-    for (i = 0; i < v->count; i++)
-        decode_Extension(w, &v->value[i]);
-    close_value(w, end);
     close_value(w, outer);
 }
 
