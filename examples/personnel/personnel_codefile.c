@@ -12,7 +12,8 @@
  * contents, its header after them, and strings above 1000 octets are split
  * into segments.  The decoder takes the components of a SET in any order;
  * strict CER and DER decoding demands the order of their tags and refuses
- * an empty list of children, which is the DEFAULT.
+ * an empty list of children, which is the DEFAULT; strict decoding holds
+ * each component's constructed bit to its type.
  */
 #include <string.h>
 
@@ -51,6 +52,8 @@ enum {
     MSG_REPEATED = 116,
     MSG_OMITTED = 117,
     MSG_EXPECTED_EOC = 118,
+    MSG_EXPECTED_CONSTRUCTED = 120,
+    MSG_EXPECTED_PRIMITIVE = 121,
     MSG_END_OF_INPUT = 45,
     MSG_INDEFINITE_DER = 134
 };
@@ -208,6 +211,17 @@ static void close_value(KelGlobal *w, int32_t end)
     }
 }
 
+/* The header of a SET component, read by _kel_dec_tag and _kel_dec_length:
+ * strict decoding holds its constructed bit, left in bitOffset, to the
+ * component's type (X.690 8.1.2.5), which the tag match of the other
+ * components does in the library. */
+static int32_t component_length(KelGlobal *w, int primitive)
+{
+    if ((w->decodingFlags & STRICT_ENCODING_DECODING_RULES) && (w->bitOffset == 0) != (primitive != 0))
+        _kel_enc_error(w, primitive ? MSG_EXPECTED_PRIMITIVE : MSG_EXPECTED_CONSTRUCTED, 0);
+    return _kel_dec_length(w, &w->inPos, &w->inRemaining);
+}
+
 static void mark_seen(KelGlobal *w, unsigned *seen, unsigned bit)
 {
     if (*seen & bit)
@@ -250,7 +264,7 @@ static void decode_ChildInformation(KelGlobal *w, ChildInformation *v, int32_t l
     uint32_t nextTag = 0;
     while (more_components(w, end)) {
         uint16_t tag = _kel_dec_tag(w, pos, rem);
-        int32_t inner = _kel_dec_length(w, pos, rem);
+        int32_t inner = component_length(w, 0); /* every component is constructed */
         _kel_dec_set_order(w, &nextTag, tag);
         switch (tag) {
         case CN_NAME:
@@ -269,22 +283,35 @@ static void decode_ChildInformation(KelGlobal *w, ChildInformation *v, int32_t l
         _kel_enc_error(w, MSG_OMITTED, 0);
 }
 
+/* The children in one pass: their array grows by doubling on the
+ * temporary stack and moves to decoder memory after the last one, when the
+ * count is known. */
 static void decode_children(KelGlobal *w, PersonnelRecord *v, int32_t length)
 {
-    unsigned char **pos = &w->inPos;
-    int32_t *rem = &w->inRemaining;
-    static const int32_t noChildren = 0; /* DEFAULT {} */
-    int32_t count = _kel_count_setof_items(w, pos, rem, length);
-    int32_t end = end_of(w, length), i;
+    static const uint32_t noChildren = 0; /* DEFAULT {} */
+    int32_t end = end_of(w, length);
+    ChildInformation *children = NULL;
+    uint32_t count = 0, capacity = 0;
 
+    while (more_components(w, end)) {
+        if (count == capacity) {
+            const uint32_t grown = capacity ? 2 * capacity : 4;
+            children = _kel_dec_realloctempmem(w, children, capacity * sizeof *children, grown * sizeof *children);
+            capacity = grown;
+        }
+        decode_ChildInformation(w, &children[count++],
+                                _kel_dec_tag_length(w, &w->inPos, &w->inRemaining, TAG_SET));
+    }
     _kel_dec_dflt_present(w, &count, sizeof count, &noChildren, sizeof noChildren);
     v->bit_mask |= children_present;
-    v->children.count = (uint32_t)count;
-    v->children.value = count > 0 ? _kel_dec_getmem(w, count * (int32_t)sizeof(ChildInformation))
-                                  : NULL;
-    for (i = 0; i < count; i++)
-        decode_ChildInformation(w, &v->children.value[i], _kel_dec_tag_length(w, pos, rem, TAG_SET));
-    close_value(w, end);
+    v->children.count = count;
+    v->children.value = NULL;
+    if (count) {
+        v->children.value = _kel_dec_getmem(w, (int32_t)(count * sizeof *children));
+        memcpy(v->children.value, children, count * sizeof *children);
+    }
+    if (children)
+        _kel_dec_freetempmem(w, children);
 }
 
 static void decode_PersonnelRecord(KelGlobal *w, PersonnelRecord *v)
@@ -300,7 +327,7 @@ static void decode_PersonnelRecord(KelGlobal *w, PersonnelRecord *v)
     v->children.value = NULL;
     while (more_components(w, end)) {
         uint16_t tag = _kel_dec_tag(w, pos, rem);
-        int32_t length = _kel_dec_length(w, pos, rem);
+        int32_t length = component_length(w, tag == CN_NUMBER);
         _kel_dec_set_order(w, &nextTag, tag);
         switch (tag) {
         case CN_NAME:
