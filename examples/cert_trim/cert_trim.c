@@ -17,6 +17,7 @@
 
 #include "cert_trim.h"
 #include "cert_trim_oer.h"
+#include "cert_trim_services.h"
 #include "kelvarn_ber.h"
 #include "kelvarn_oer.h"
 
@@ -344,23 +345,33 @@ static void decode_huge(KelGlobal *w, KelHugeInt *v)
     _kel_get_bytes(w, &w->inPos, &w->inRemaining, v->value, length);
 }
 
+/* Room on the stack for the elements of a short list. */
+enum { LIST_ROOM = 256 };
+
 /* A list of `size`-octet elements in contents of `length`, decoded in one
- * pass: the array grows by doubling on the temporary stack and moves to
- * decoder memory after the last element, when the count is known.  A SET
- * OF hands each element's encoding with the previous one to the library's
- * order test of strict CER and DER. */
+ * pass: the elements go to an array on the stack and, past its room, to
+ * one on the temporary stack that grows by doubling; they move to decoder
+ * memory after the last one, when the count is known.  A SET OF hands each
+ * element's encoding with the previous one to the library's order test of
+ * strict CER and DER. */
 static void *decode_list(KelGlobal *w, int32_t length, uint32_t size, void (*decode)(KelGlobal *, void *),
                          int setOf, uint32_t *count)
 {
     int32_t end = end_of(w, length);
-    unsigned char *array = NULL, *list = NULL, *previous = NULL;
-    uint32_t n = 0, capacity = 0, previousLength = 0;
+    uint64_t local[LIST_ROOM / sizeof(uint64_t)]; /* aligned for any element */
+    unsigned char *array = (unsigned char *)local, *list = NULL, *previous = NULL;
+    uint32_t n = 0, capacity = LIST_ROOM / size, previousLength = 0;
 
     while (component_follows(w, end)) {
         unsigned char *start = w->inPos;
         if (n == capacity) {
             const uint32_t grown = capacity ? 2 * capacity : 4;
-            array = _kel_dec_realloctempmem(w, array, capacity * size, grown * size);
+            if (array == (unsigned char *)local) {
+                array = _kel_dec_gettempmem(w, grown * size);
+                memcpy(array, local, (size_t)n * size);
+            } else {
+                array = _kel_dec_realloctempmem(w, array, capacity * size, grown * size);
+            }
             capacity = grown;
         }
         decode(w, array + (size_t)n * size);
@@ -376,7 +387,7 @@ static void *decode_list(KelGlobal *w, int32_t length, uint32_t size, void (*dec
         list = _kel_dec_getmem(w, (int32_t)(n * size));
         memcpy(list, array, (size_t)n * size);
     }
-    if (array)
+    if (array != (unsigned char *)local)
         _kel_dec_freetempmem(w, array);
     return list;
 }
@@ -640,6 +651,8 @@ static int cert_decode(KelGlobal *w, int *pdu, void **value)
 static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80, 0x10 | 0x20 };
 
 static KelXApiTable xapi = {
+    .cpyValue = cert_copy,
+    .cmpValue = cert_compare,
     .oerVersion = 0,
     .oerEncode = cert_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */
@@ -663,4 +676,5 @@ KelControlTable cert_trim_control = {
     .freePdu = cert_free,
     .version = 17,
     .perVersion = 16,
+    .printPdu = cert_print,
 };
