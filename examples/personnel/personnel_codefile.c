@@ -283,20 +283,26 @@ static void decode_ChildInformation(KelGlobal *w, ChildInformation *v, int32_t l
         _kel_enc_error(w, MSG_OMITTED, 0);
 }
 
-/* The children in one pass: their array grows by doubling on the
- * temporary stack and moves to decoder memory after the last one, when the
- * count is known. */
+/* The children in one pass: they go to an array on the stack and, past
+ * its room, to one on the temporary stack that grows by doubling; they move
+ * to decoder memory after the last one, when the count is known. */
 static void decode_children(KelGlobal *w, PersonnelRecord *v, int32_t length)
 {
     static const uint32_t noChildren = 0; /* DEFAULT {} */
     int32_t end = end_of(w, length);
-    ChildInformation *children = NULL;
-    uint32_t count = 0, capacity = 0;
+    ChildInformation local[4], *children = local;
+    uint32_t count = 0, capacity = sizeof local / sizeof local[0];
 
     while (more_components(w, end)) {
         if (count == capacity) {
-            const uint32_t grown = capacity ? 2 * capacity : 4;
-            children = _kel_dec_realloctempmem(w, children, capacity * sizeof *children, grown * sizeof *children);
+            const uint32_t grown = 2 * capacity;
+            if (children == local) {
+                children = _kel_dec_gettempmem(w, grown * sizeof *children);
+                memcpy(children, local, sizeof local);
+            } else {
+                children = _kel_dec_realloctempmem(w, children, capacity * sizeof *children,
+                                                   grown * sizeof *children);
+            }
             capacity = grown;
         }
         decode_ChildInformation(w, &children[count++],
@@ -310,7 +316,7 @@ static void decode_children(KelGlobal *w, PersonnelRecord *v, int32_t length)
         v->children.value = _kel_dec_getmem(w, (int32_t)(count * sizeof *children));
         memcpy(v->children.value, children, count * sizeof *children);
     }
-    if (children)
+    if (children != local)
         _kel_dec_freetempmem(w, children);
 }
 
