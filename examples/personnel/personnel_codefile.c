@@ -21,6 +21,7 @@
 #include "kelvarn_oer.h"
 #include "personnel.h"
 #include "personnel_oer.h"
+#include "personnel_services.h"
 #include "personnel_json.h"
 #include "personnel_per.h"
 
@@ -443,6 +444,8 @@ static int personnel_free(KelGlobal *w, int pdu, void *value)
 static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 | 0x40 };
 
 static KelXApiTable xapi = {
+    .cpyValue = personnel_copy,
+    .cmpValue = personnel_compare,
     .oerVersion = 0,
     .oerEncode = personnel_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */
@@ -475,4 +478,5 @@ KelControlTable personnel_control = {
     .freePdu = personnel_free,
     .version = 17,
     .perVersion = 16,
+    .printPdu = personnel_print,
 };

@@ -17,6 +17,7 @@
 #include "kelvarn_oer.h"
 #include "proto_message.h"
 #include "proto_message_oer.h"
+#include "proto_message_services.h"
 #include "proto_message_json.h"
 #include "proto_message_per.h"
 
@@ -521,6 +522,8 @@ static int proto_free(KelGlobal *w, int pdu, void *value)
 static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20 | 0x40 };
 
 static KelXApiTable xapi = {
+    .cpyValue = proto_copy,
+    .cmpValue = proto_compare,
     .oerVersion = 0,
     .oerEncode = proto_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */
@@ -553,4 +556,5 @@ KelControlTable proto_message_control = {
     .freePdu = proto_free,
     .version = 17,
     .perVersion = 16,
+    .printPdu = proto_print,
 };

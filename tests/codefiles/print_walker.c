@@ -24,12 +24,15 @@ static void print_value(KelGlobal *world, const KelTypeDesc *type, const unsigne
 #define KEL_ARC_OCTETS 128u
 #define KEL_OID_PRINTED (KEL_ARC_OCTETS * 8 / 7)
 
-/* The opening of the next member of a braced list: a line of its own. */
+/* The opening of the next member of a braced list: a line of its own, the
+ * first one level deeper (_kel_indent raises the level only after the line
+ * it starts, so the level goes up first). */
 static void open_member(KelGlobal *world, int first)
 {
-    if (first)
-        _kel_indent(world, 1);
-    else {
+    if (first) {
+        world->printIndent++;
+        _kel_indent(world, 0);
+    } else {
         kelPrint(world, ",");
         _kel_indent(world, 0);
     }
