@@ -22,6 +22,7 @@
 #include "cert_trim.h"
 #include "cert_trim_services.h"
 #include "kelvarn_services.h"
+#include "../value_notation.h"
 
 /* Messages raised by the generated code. */
 enum { MSG_PDU_RANGE = 3, MSG_CHOICE_RANGE = 7 };
@@ -70,34 +71,6 @@ static uint8_t critical_of(const Extension *v)
 /* ------------------------------------------------------------------------ */
 /* Printer                                                                   */
 /* ------------------------------------------------------------------------ */
-
-/* The first line inside braces, one level deeper.  _kel_indent raises the
- * level only after the line it starts, so the level goes up first. */
-static void first_line(KelGlobal *w)
-{
-    w->printIndent++;
-    _kel_indent(w, 0);
-}
-
-/* The opening brace of a constructed value and its first line. */
-static void open_braces(KelGlobal *w)
-{
-    kelPrint(w, "{");
-    first_line(w);
-}
-
-static void close_braces(KelGlobal *w)
-{
-    _kel_indent(w, -1);
-    kelPrint(w, "}");
-}
-
-/* A component after the first: the comma and a new line. */
-static void next_line(KelGlobal *w)
-{
-    kelPrint(w, ",");
-    _kel_indent(w, 0);
-}
 
 /* Before element `i` of a list that the caller opened with "{". */
 static void list_item(KelGlobal *w, uint32_t i)

@@ -18,6 +18,7 @@
 #include <string.h>
 
 #include "kelvarn_services.h"
+#include "../value_notation.h"
 #include "personnel.h"
 #include "personnel_services.h"
 
@@ -34,25 +35,9 @@ static void check_pdu(KelGlobal *w, int pdu)
 /* Printer                                                                   */
 /* ------------------------------------------------------------------------ */
 
-/* The first line inside braces, one level deeper.  _kel_indent raises the
- * level only after the line it starts, so the level goes up first. */
-static void first_line(KelGlobal *w)
-{
-    w->printIndent++;
-    _kel_indent(w, 0);
-}
-
-/* A component after the first: the comma and a new line. */
-static void next_line(KelGlobal *w)
-{
-    kelPrint(w, ",");
-    _kel_indent(w, 0);
-}
-
 static void print_Name(KelGlobal *w, const Name *v)
 {
-    kelPrint(w, "{");
-    first_line(w);
+    open_braces(w);
     kelPrint(w, "givenName ");
     _kel_prt_nchar(w, v->givenName);
     next_line(w);
@@ -61,21 +46,18 @@ static void print_Name(KelGlobal *w, const Name *v)
     next_line(w);
     kelPrint(w, "familyName ");
     _kel_prt_nchar(w, v->familyName);
-    _kel_indent(w, -1);
-    kelPrint(w, "}");
+    close_braces(w);
 }
 
 static void print_ChildInformation(KelGlobal *w, const ChildInformation *v)
 {
-    kelPrint(w, "{");
-    first_line(w);
+    open_braces(w);
     kelPrint(w, "name ");
     print_Name(w, &v->name);
     next_line(w);
     kelPrint(w, "dateOfBirth ");
     _kel_prt_nchar(w, v->dateOfBirth);
-    _kel_indent(w, -1);
-    kelPrint(w, "}");
+    close_braces(w);
 }
 
 int personnel_print(KelGlobal *w, int pdu, void *value)
@@ -83,8 +65,8 @@ int personnel_print(KelGlobal *w, int pdu, void *value)
     const PersonnelRecord *v = (const PersonnelRecord *)value;
     uint32_t i;
     check_pdu(w, pdu);
-    kelPrint(w, "value PersonnelRecord ::= {");
-    first_line(w);
+    kelPrint(w, "value PersonnelRecord ::= ");
+    open_braces(w);
     kelPrint(w, "name ");
     print_Name(w, &v->name);
     next_line(w);
@@ -112,8 +94,8 @@ int personnel_print(KelGlobal *w, int pdu, void *value)
             _kel_indent(w, -1);
         kelPrint(w, "}");
     }
-    _kel_indent(w, -1);
-    kelPrint(w, "}\n");
+    close_braces(w);
+    kelPrint(w, "\n");
     return 0;
 }
 

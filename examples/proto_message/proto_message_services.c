@@ -22,6 +22,7 @@
 #include <string.h>
 
 #include "kelvarn_services.h"
+#include "../value_notation.h"
 #include "proto_message.h"
 #include "proto_message_services.h"
 
@@ -61,34 +62,6 @@ static const KelEnumName algorithmNames[] = {
 };
 
 #define COUNT_OF(table) ((uint32_t)(sizeof(table) / sizeof((table)[0])))
-
-/* The first line inside braces, one level deeper.  _kel_indent raises the
- * level only after the line it starts, so the level goes up first. */
-static void first_line(KelGlobal *w)
-{
-    w->printIndent++;
-    _kel_indent(w, 0);
-}
-
-/* The opening brace of a constructed value and its first line. */
-static void open_braces(KelGlobal *w)
-{
-    kelPrint(w, "{");
-    first_line(w);
-}
-
-static void close_braces(KelGlobal *w)
-{
-    _kel_indent(w, -1);
-    kelPrint(w, "}");
-}
-
-/* A component after the first: the comma and a new line. */
-static void next_line(KelGlobal *w)
-{
-    kelPrint(w, ",");
-    _kel_indent(w, 0);
-}
 
 static void print_NodeAddress(KelGlobal *w, const NodeAddress *v)
 {
