@@ -321,7 +321,11 @@ void _kel_dec_pbit(KelGlobal *world, unsigned char **pos, int32_t *rem, int32_t 
     if (valueBits > fieldBits) {
         if (!named)
             _kel_enc_error(world, kMsgSizeExceeded, valueBits);
-        if (any_one_bit(&contents, fieldOctets * 8, valueBits))
+        // Bits past the field's octets must be zero; strict CER and DER
+        // also refuse a one bit past the field's size in its last octet,
+        // which the encoder doesn't write.
+        const uint32_t kept = kel::ber::strict_canonical(world) ? fieldBits : fieldOctets * 8;
+        if (any_one_bit(&contents, kept, valueBits))
             _kel_enc_error(world, kMsgBitsTooLong, 0);
         if (valueBits > fieldOctets * 8)
             valueBits = fieldOctets * 8;

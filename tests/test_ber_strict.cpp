@@ -175,6 +175,9 @@ TEST(BerStrict, CanonicalRulesRefusedOnlyUnderTheFlag) {
         // A fixed-size BIT STRING (SIZE(16)) without named bits.
         {"7 bits for SIZE(16)", "Bits16", KEL_DER, hex("03020100"), "0063S", nullptr},
         {"16 bits for SIZE(16)", "Bits16", KEL_DER, hex("0303000000"), nullptr, nullptr},
+        // A padded field of 10 bits with named bits: a one bit past the 10th.
+        {"named bit past the field", "NamedBits", KEL_DER, hex("0303000003"), "0080E", nullptr},
+        {"named bits filling the field", "NamedBits", KEL_DER, hex("030306FFC0"), nullptr, nullptr},
         // Tag [UNIVERSAL 0] tags no value, also where extensions are skipped.
         {"end-of-contents as an extension", "SeqExt", KEL_DER, hex("3005800100 0000"), "0058E", nullptr},
         {"end-of-contents as an extension, BER", "SeqExt", KEL_BER, hex("3005800100 0000"), "0058E", nullptr},
