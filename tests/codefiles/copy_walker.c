@@ -36,7 +36,9 @@ static void *copy_behind(KelGlobal *world, const KelTypeDesc *type, const unsign
 static void copy_simple(KelGlobal *world, const KelTypeDesc *type, const unsigned char *source,
                         unsigned char *copy)
 {
-    const unsigned char *piece = *(const unsigned char *const *)(const void *)source;
+    /* read only by the forms that hold a pointer: other fields may lie on
+     * any boundary */
+    const unsigned char *piece;
     void **pointer = (void **)(void *)copy;
     const KelMixedReal *real = (const KelMixedReal *)(const void *)source;
 
@@ -57,12 +59,14 @@ static void copy_simple(KelGlobal *world, const KelTypeDesc *type, const unsigne
         _kel_cpy_unbnd_octet_ia(world, source, copy, 2, 4, offsetof(KelOidUnbounded, value));
         return;
     case KEL_FORM_VARYING_PTR:
+        piece = *(const unsigned char *const *)(const void *)source;
         if (piece)
             *pointer = duplicate(world, piece, kel_varying_size(type),
                                  KEL_VARYING_HEADER + kel_string_bytes(type, *(const uint32_t *)(const void *)piece));
         return;
     case KEL_FORM_NULLTERM_PTR:
     case KEL_FORM_TIME_TEXT:
+        piece = *(const unsigned char *const *)(const void *)source;
         if (piece)
             *pointer = _kel_cpy_char_real(world, (const char *)piece);
         return;
