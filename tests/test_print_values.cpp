@@ -13,29 +13,19 @@
 #include "harness.h"
 #include "internal.h"
 #include "kelvarn_services.h"
+#include "print_capture.h"
 #include "print_probe.h"
 
 namespace {
 
-// Everything kelPrint sends, through the user vprint hook.
-std::string g_printed;
-int capture(FILE *, const char *format, va_list args) {
-    va_list again;
-    va_copy(again, args);
-    const int n = std::vsnprintf(nullptr, 0, format, args);
-    const size_t at = g_printed.size();
-    g_printed.resize(at + static_cast<size_t>(n) + 1);
-    std::vsnprintf(&g_printed[at], static_cast<size_t>(n) + 1, format, again);
-    g_printed.resize(at + static_cast<size_t>(n));
-    va_end(again);
-    return n;
-}
+using kel_test::capture_print;
+std::string &g_printed = kel_test::printed;
 
 struct PrintValues : ::testing::Test {
     KelGlobal world{};
     void SetUp() override {
         ASSERT_EQ(kelinit(&world, &kel_print_probe_table), 0);
-        kelSetUserVprint(&world, nullptr, capture);
+        kelSetUserVprint(&world, nullptr, capture_print);
         g_printed.clear();
     }
     void TearDown() override { kelterm(&world); }
