@@ -414,6 +414,52 @@ KEL_API int kelCmpValue(KelGlobal *world, int pdu, void *first, void *second);
 /* A deep copy of `source`: into the caller's area at *destination (of the
  * world's buffer length) when it isn't null, else in library memory. */
 KEL_API int kelCpyValue(KelGlobal *world, int pdu, void *source, void **destination);
+/* Tests `value` against the subtype constraints of its type through the code
+ * file's checker: 0 when it holds them (or the code file has no checker),
+ * else a return code that names the kind of constraint broken. */
+KEL_API int kelCheckConstraints(KelGlobal *world, int pdu, void *value);
+
+/* ------------------------------------------------------------------------ */
+/* Self-test driver                                                          */
+/* ------------------------------------------------------------------------ */
+
+/* The driver's settings are the process's, not a world's: keywords joined by
+ * ':' choose the rules (BER, IBER, DER, PER, UPER, XER, CXER, EXER, OER,
+ * COER, JSON), the steps (TRACE, PPDU, COPY, CC, BUF, ALT; "#T" the four
+ * default steps), flags for every run (NO in front clears them), ASN1CHOP
+ * and JSON_INDENT with a number, and a bare number that restricts testing
+ * to that run.  A leading '+' keeps the default steps. */
+
+/* Runs `value` through checking, encoding, decoding, printing, copying and
+ * comparing under each rule of the list, writing a protocol through
+ * kelPrint: 0, or the last failing return code.  A negative `pdu` tests only
+ * the rule now selected. */
+KEL_API int kelTest(KelGlobal *world, int pdu, void *value);
+/* As kelTest, decoding with kelPartialDecode; XML rules are left out. */
+KEL_API int kelTestPD(KelGlobal *world, int pdu, void *value);
+/* Decodes one message of `encoding` under the selected rule, tests the value
+ * and moves `encoding` past the message. */
+KEL_API int kelTestEncoding(KelGlobal *world, int pdu, KelBuf *encoding);
+/* kelTestEncoding over `count` buffers: the number that failed. */
+KEL_API int kelTestMultipleEncodings(KelGlobal *world, int pdu, KelBuf *encodings, int count);
+/* kelTestEncoding over messages that follow each other in one buffer, until
+ * it is used up: the first failure's code, or 0. */
+KEL_API int kelTestConcatenatedEncodings(KelGlobal *world, int pdu, KelBuf *encoding);
+/* Applies the keywords of `text` to the driver's settings: the index of the
+ * last keyword that is not a rule, 0 for none. */
+KEL_API int kelParseString(const char *text);
+/* 0 at once when the flags are locked; 1 when a keyword other than a rule
+ * was applied; else 0 with the test flags back at their defaults. */
+KEL_API int kelSetTestFlags(const char *text);
+/* Test flags back to their defaults and the rule list emptied: 0. */
+KEL_API int kelSetTestFlagsEx(const char *unused1, const char *unused2);
+/* No environment variable is consulted: 0. */
+KEL_API int kelParseEnvironment(void);
+/* The rule keywords, then the flags, joined by ':' (a static buffer). */
+KEL_API const char *kelGetTestFlags(void);
+/* The test flags; the run filter, the rule count and the rule list (rows of
+ * the rule table, ended by 255) through the pointers that are not null. */
+KEL_API unsigned long kelGetTestEnv(long *runFilter, int *ruleCount, const unsigned char **ruleList);
 
 /* ------------------------------------------------------------------------ */
 /* Settings                                                                  */
