@@ -360,6 +360,23 @@ KEL_API int kelBerEncode(KelGlobal *world, int pdu, void *value, KelBuf *output,
 KEL_API int kelBerDecode(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsigned flags);
 
 /* ------------------------------------------------------------------------ */
+/* XML rules (XER, CXER)                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* modeBits: generated code sets this bit while encRules is CXER; with it the
+ * XER writers lay nothing out (no line breaks, no indentation). */
+#define KEL_MODE_CANONICAL KEL_MODE_XER_INPUT
+
+KEL_API int kelXerEncode(KelGlobal *world, int pdu, void *value, KelBuf *output, unsigned flags);
+/* The document head's stylesheet reference; the text is not copied, null
+ * removes it.  6 for a null world, else 0. */
+KEL_API int kelSetXmlStylesheet(KelGlobal *world, const char *href);
+/* The document type declaration: kind 0 none, 1 SYSTEM, any other PUBLIC.
+ * The texts are not copied.  6 for a null world, or for a kind whose low 16
+ * bits aren't 0 without root name or identifier; else 0. */
+KEL_API int kelSetXmlDTD(KelGlobal *world, const char *rootName, const char *identifier, int kind);
+
+/* ------------------------------------------------------------------------ */
 /* Return codes and messages                                                 */
 /* ------------------------------------------------------------------------ */
 

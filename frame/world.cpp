@@ -412,10 +412,17 @@ KelGlobal *kelLinkBer(KelGlobal *world) {
     return world;
 }
 
+// XER has its encoder so far; its decode pointer stays null, so that
+// decoding answers "not linked".
+KelGlobal *kelLinkXer(KelGlobal *world) {
+    if (world)
+        kelXerEncodeFp = kelXerEncode;
+    return world;
+}
+
 // The families below arrive with their own drivers; until a family's driver
 // is in the library its link function leaves the pointers null, so that the
 // rule answers "not linked".
-KelGlobal *kelLinkXer(KelGlobal *world) { return world; }
 KelGlobal *kelLinkZlib(KelGlobal *world) { return world; }
 
 KelGlobal *kelLink_Exer(KelGlobal *world, void *data) {

@@ -1,8 +1,8 @@
 /*
- * kelvarn_xer.h - primitives of the XML rules (XER, CXER) that the other
- * text rules share: the name tables through which a decoder turns a
- * component identifier into a field index, or an ENUMERATED identifier into
- * its value.
+ * kelvarn_xer.h - primitives of the XML rules (XER, CXER): the writers of
+ * the generated encoders, and the name tables, which the other text rules
+ * share, through which a decoder turns a component identifier into a field
+ * index, or an ENUMERATED identifier into its value.
  *
  * A table is generated per SEQUENCE, SET, CHOICE and ENUMERATED.  Small
  * tables hold their rows sorted by name and are searched by bisection; large
@@ -10,12 +10,22 @@
  * _kel_make_crc24) in an ascending array beside the rows, in the rows' order.
  * Lookups work on a span of the input: the name needs no terminator.
  *
+ * The writers (_kel_tex_*) append UTF-8 text at the world's output for the
+ * generated encoder of XER and CXER, one call per tag and value; in
+ * DETERMINE_ENC_LENGTH mode they only count.  They run inside kelXerEncode,
+ * which hangs the layout state (indent, column, last tag) on the world, and
+ * fail through _kel_enc_error.  Flat output (COMPACT_XER_ENCODING, or the
+ * canonical bit KEL_MODE_CANONICAL of modeBits) has no line breaks and no
+ * indentation; pretty output breaks lines after tags and folds values that
+ * would cross the right margin.  Names that end in N take a name and its
+ * length, the others a NUL-terminated name.
+ *
  * This header compiles as C99 and as C++.
  */
 #ifndef KELVARN_XER_H
 #define KELVARN_XER_H
 
-#include "kelvarn.h"
+#include "kelvarn_prim.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -40,6 +50,130 @@ KEL_API uint32_t _kel_make_crc24(const uint8_t *bytes, uint32_t length);
 
 /* Index of the row named by the `length` octets at `name`, or -1. */
 KEL_API int32_t _kel_find_string(const KelNameTable *table, const uint8_t *name, uint32_t length);
+
+/* ------------------------------------------------------------------------ */
+/* Output core and tags                                                      */
+/* ------------------------------------------------------------------------ */
+
+/* Appends `length` octets at the output; answers `length`.  The column is
+ * the caller's to keep. */
+KEL_API uint32_t _kel_tex_append(KelGlobal *world, const void *bytes, uint32_t length);
+/* A position in the output whose differences measure what was written
+ * between two calls (the running total in count mode). */
+KEL_API uint32_t _kel_tex_curr_enclen(KelGlobal *world);
+/* Pretty output only: moves the indent by `delta`, then a line break and the
+ * indent's blanks. */
+KEL_API void _kel_tex_indent(KelGlobal *world);
+KEL_API void _kel_tex_indent_dlt(KelGlobal *world, int32_t delta);
+/* The document head: XML declaration (unless _XML_DECLARATION), document
+ * type declaration and stylesheet as kelSetXmlDTD and kelSetXmlStylesheet
+ * set them. */
+KEL_API void _kel_tex_prolog(KelGlobal *world);
+/* <name>, </name>, <name/>; format_tag breaks the line first in pretty
+ * output when <name/> would cross the margin. */
+KEL_API void _kel_tex_open_tag(KelGlobal *world, const char *name);
+KEL_API void _kel_tex_open_tagN(KelGlobal *world, const char *name, uint32_t length);
+KEL_API void _kel_tex_close_tag(KelGlobal *world, const char *name);
+KEL_API void _kel_tex_close_tagN(KelGlobal *world, const char *name, uint32_t length);
+KEL_API void _kel_tex_empty_or_id_tag(KelGlobal *world, const char *name);
+KEL_API void _kel_tex_empty_or_id_tagN(KelGlobal *world, const char *name, uint32_t length);
+KEL_API void _kel_tex_format_tag(KelGlobal *world, const char *name);
+KEL_API void _kel_tex_format_tagN(KelGlobal *world, const char *name, uint32_t length);
+
+/* ------------------------------------------------------------------------ */
+/* Values                                                                    */
+/* ------------------------------------------------------------------------ */
+
+/* Decimal text of `value` ending before *end: *end moves to its first
+ * character, the result is its length. */
+KEL_API uint32_t _kel_ltoa(uint32_t value, char **end, int isSigned);
+KEL_API uint32_t _kel_lltoa(uint64_t value, char **end, int isSigned);
+/* Digits, folded onto a line of their own when they would cross the margin. */
+KEL_API void _kel_print_intstr(KelGlobal *world, const char *text, uint32_t length);
+KEL_API void _kel_tex_lint(KelGlobal *world, int32_t value);
+KEL_API void _kel_tex_ulint(KelGlobal *world, uint32_t value);
+KEL_API void _kel_tex_llint(KelGlobal *world, int64_t value);
+KEL_API void _kel_tex_ullint(KelGlobal *world, uint64_t value);
+/* Big-endian two's complement; a negative length: an unsigned magnitude of
+ * -length octets. */
+KEL_API void _kel_tex_hint(KelGlobal *world, const unsigned char *bytes, int32_t length);
+
+/* ENUMERATED: row 0 holds the count n of rows (value) and the name for a
+ * value not among them (name, null for none); rows 1 to n are sorted by
+ * value.  inLine 0: the name stands alone between a value's tags, and a fold
+ * puts it on a line of its own. */
+typedef struct KelXerEnumRow {
+    int32_t value;
+    const char *name;
+} KelXerEnumRow;
+KEL_API void _kel_tex_enum(KelGlobal *world, const KelXerEnumRow *table, int32_t value, int inLine);
+KEL_API void _kel_tex_format_enum(KelGlobal *world, const char *name, int inLine);
+
+/* BIT STRING as ones and zeros, groups of eight bits apart in pretty output.
+ * pbit: the low 7 bits of `flags` are the bit count (up to 32), 0x80 marks a
+ * named-bit list whose trailing zero bits are left out; up to 8 bits lie in
+ * bits 7-0 of `word`, up to 16 in bits 15-0, up to 24 in bits 31-8, up to 32
+ * in all, the first bit highest. */
+KEL_API void _kel_tex_format_bit(KelGlobal *world, const unsigned char *bytes, uint32_t bits);
+KEL_API void _kel_tex_format_pbit(KelGlobal *world, uint32_t word, uint32_t flags);
+/* The bit count less trailing zero bits. */
+KEL_API uint32_t _kel_tex_count_bits(const unsigned char *bytes, uint32_t bits);
+/* OCTET STRING as upper-case hexadecimal, four octets a group in pretty
+ * output. */
+KEL_API void _kel_tex_format_octet(KelGlobal *world, const unsigned char *bytes, uint32_t length);
+
+/* Character strings, escaped: & < > as entities, the control characters but
+ * TAB, LF and CR as <name/>.  Length 0: NUL-terminated.  format_char reads
+ * UTF-8; format_char_t one character an octet. */
+KEL_API void _kel_tex_format_char(KelGlobal *world, const unsigned char *text, uint32_t length);
+KEL_API void _kel_tex_format_char_t(KelGlobal *world, const unsigned char *text, uint32_t length);
+/* BMPString and UniversalString: characters above 126 as &#x..; in pretty
+ * output, as UTF-8 in flat output. */
+KEL_API void _kel_tex_2byte_char(KelGlobal *world, const uint16_t *chars, uint32_t count);
+KEL_API void _kel_tex_4byte_char(KelGlobal *world, const uint32_t *chars, uint32_t count);
+/* The length less trailing NUL and blank octets. */
+KEL_API uint32_t _kel_tex_count_chars(const unsigned char *bytes, uint32_t length);
+/* The names of the control characters 0 to 31 (empty for 9, 10, 13). */
+typedef struct KelXmlCtrlName {
+    char name[4];
+    uint32_t length;
+} KelXmlCtrlName;
+extern KEL_API const KelXmlCtrlName _kel_xmlcstr_ctrl[32];
+extern KEL_API const KelXmlCtrlName *const kel_xml_cstr_ctrl;
+
+/* OBJECT IDENTIFIER in dotted decimal.  `limit` is the most arcs allowed, 0
+ * none.  Arrays of 32-bit (i, l) or 16-bit (s) arcs; linked lists of nodes
+ * {next, arc}; the contents octets of an OBJECT IDENTIFIER or, `relative`
+ * non-zero, of a RELATIVE-OID. */
+KEL_API void _kel_tex_aobjidi(KelGlobal *world, const uint32_t *arcs, uint32_t count, uint32_t limit);
+KEL_API void _kel_tex_aobjidl(KelGlobal *world, const uint32_t *arcs, uint32_t count, uint32_t limit);
+KEL_API void _kel_tex_aobjids(KelGlobal *world, const uint16_t *arcs, uint32_t count, uint32_t limit);
+KEL_API void _kel_tex_lobjidi(KelGlobal *world, const void *first, uint32_t limit);
+KEL_API void _kel_tex_lobjidl(KelGlobal *world, const void *first, uint32_t limit);
+KEL_API void _kel_tex_lobjids(KelGlobal *world, const void *first, uint32_t limit);
+KEL_API void _kel_tex_eobjid(KelGlobal *world, const unsigned char *bytes, uint32_t length, uint32_t limit,
+                             int relative);
+
+/* REAL: decimal text (or "PLUS_INFINITY", "MINUS_INFINITY",
+ * "NOT_A_NUMBER"), double, float.  format_creal writes the canonical form
+ * of a decimal text. */
+KEL_API void _kel_tex_creal(KelGlobal *world, const char *text);
+KEL_API void _kel_tex_dreal(KelGlobal *world, double value);
+KEL_API void _kel_tex_freal(KelGlobal *world, float value);
+KEL_API void _kel_tex_format_creal(KelGlobal *world, const char *text);
+
+/* GeneralizedTime (utcForm 0) or UTCTime.  format_time writes the text and
+ * a NUL into `out` (32 octets) and answers the length; ntime takes the time
+ * as text, `mustBeZero` must be 0.  date_time writes DATE, TIME-OF-DAY and
+ * the other TIME types (kinds 14 and 31 to 34) held as text. */
+KEL_API void _kel_tex_time(KelGlobal *world, const KelTimeStruct *time, int utcForm);
+KEL_API void _kel_tex_ntime(KelGlobal *world, const char *text, uint32_t mustBeZero, int utcForm);
+KEL_API uint32_t _kel_tex_format_time(KelGlobal *world, const KelTimeStruct *time, int utcForm, char *out);
+KEL_API void _kel_tex_date_time(KelGlobal *world, const char *text, int kind);
+
+/* Open types and ANY: the encoded octets are XML already. */
+KEL_API void _kel_tex_opentype(KelGlobal *world, const KelOpenType *value);
+KEL_API void _kel_tex_anyopentype(KelGlobal *world, const unsigned char *bytes, uint32_t length);
 
 #ifdef __cplusplus
 }
