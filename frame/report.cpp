@@ -482,6 +482,10 @@ void _kel_unbnd_error(KelGlobal *world, int message, const unsigned char *bytes,
     fail(world, message, string_arg(text));
 }
 
+// The constraint checker's way out, and that of the services that turn
+// message numbers into codes themselves: the message number is the jump
+// value, and no text is made, so `value` (a number, or on the 32-bit target
+// a _kel_getdisp_* text) is never read.
 void _kel_con_error(KelGlobal *world, int message, uint32_t) { leave(world, message); }
 
 int _kel_varn_api_error(KelGlobal *world, int message, uint32_t value) {

@@ -233,6 +233,75 @@ KEL_API int32_t kelIndexByChar(const uint32_t *tree, uint32_t character);
 /* The character at `index`; 0x10FFFD (a noncharacter) when none is there. */
 KEL_API uint32_t kelCharByIndex(const uint32_t *tree, uint32_t index);
 
+/* ------------------------------------------------------------------------ */
+/* Constraint checking: the checks that generated checkers call, each one  */
+/* raising its message through the running frame (kelCheckConstraints, or  */
+/* a decoder's driver)                                                       */
+/* ------------------------------------------------------------------------ */
+
+/* The members of an ENUMERATED type, in any order. */
+typedef struct KelEnumList {
+    uint32_t count;
+    const int32_t *values;
+} KelEnumList;
+
+/* Message 36 unless `value` is a member.  _kel_chk_uenum serves the
+ * unsigned memory forms: no negative member matches. */
+KEL_API void _kel_chk_enum(KelGlobal *world, int32_t value, const KelEnumList *members);
+KEL_API void _kel_chk_uenum(KelGlobal *world, uint32_t value, const KelEnumList *members);
+
+/* Permitted alphabet of a string of one octet a character: `indexes` maps
+ * a character to its index, 255 where the character is not permitted.
+ * Only characters below 0x80 are looked up, so a table of 128 entries
+ * serves as well as one of 256. */
+typedef struct KelByteAlphabet {
+    uint32_t count;
+    const unsigned char *chars;   /* index -> character */
+    const unsigned char *indexes; /* character -> index; 255: not permitted */
+} KelByteAlphabet;
+
+/* Permitted alphabet of a string of 2 or 4 octets a character.  With
+ * `count` all ones, `members` is a range-list tree (kelCharIsPermitted).
+ * Otherwise `indexes` covers the 256 characters from `base` on, entry 255
+ * forbidding the character unless the alphabet has 256 members or more. */
+typedef struct KelWideAlphabet {
+    uint32_t count;
+    const void *members;
+    const unsigned char *indexes;
+    uint32_t base;
+} KelWideAlphabet;
+#define KEL_ALPHABET_TREE 0xFFFFFFFFu
+
+/* Message 29 with the first character outside the alphabet. */
+KEL_API void _kel_chk_pac(KelGlobal *world, const unsigned char *chars, uint32_t count,
+                          const KelByteAlphabet *alphabet);
+KEL_API void _kel_chk_pac2(KelGlobal *world, const uint16_t *chars, uint32_t count,
+                           const KelWideAlphabet *alphabet);
+KEL_API void _kel_chk_pac4(KelGlobal *world, const uint32_t *chars, uint32_t count,
+                           const KelWideAlphabet *alphabet);
+
+/* Message 135 unless the octets are well-formed UTF-8 sequences of 1 to 6
+ * octets (overlong forms and surrogates are let through).  The second form
+ * reads up to a NUL. */
+KEL_API void _kel_checkUtf8String(KelGlobal *world, const unsigned char *text, uint32_t length);
+KEL_API void _kel_checkUtf8String_nlltrm(KelGlobal *world, const char *text);
+
+/* An OID internationalized resource identifier: `flags` 1 for the absolute
+ * form ("/ISO/..."), else the relative one.  Message 287 for a malformed
+ * value or an empty arc, 288 for a bad arc, with the text around the fault.
+ * Returns 0. */
+#define KEL_OID_IRI_ABSOLUTE 1
+KEL_API int _kel_check_oid_iri(KelGlobal *world, const char *text, uint32_t length, int flags);
+
+/* A range-list tree written out in the order of its codes: a single code
+ * as itself, a range as first, '.', '.', last, a list as its first and
+ * last code.  `*index` is the word at which the walk starts (0: the whole
+ * tree) and is left past the last word of the walked subtree.  The first
+ * form adds the number of codes it would write to `*length`; the second
+ * writes them at `*output` and advances it. */
+KEL_API void kelMultiPlaneAlphabetLength(const uint32_t *tree, uint32_t *index, uint32_t *length);
+KEL_API void kelMultiPlaneAlphabet(const uint32_t *tree, uint32_t *index, uint32_t **output);
+
 #ifdef __cplusplus
 }
 #endif

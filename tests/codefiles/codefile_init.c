@@ -15,6 +15,7 @@ static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20
 static KelXApiTable xapi = {
     .cpyValue = kel_cpy_value,
     .cmpValue = kel_cmp_value,
+    .checkConstraints = kel_check_constraints,
     .oerVersion = 0,
     .oerEncode = kel_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */

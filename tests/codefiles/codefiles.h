@@ -29,10 +29,11 @@ int kel_json_encode(KelGlobal *world, int pdu, void *value);
 struct KelJsonCursor;
 void *kel_json_decode(KelGlobal *world, struct KelJsonCursor *cursor, int pdu);
 int kel_codefile_free(KelGlobal *world, int pdu, void *value);
-/* The value services: printPdu, cmpValue, cpyValue. */
+/* The value services: printPdu, cmpValue, cpyValue, checkConstraints. */
 int kel_print_pdu(KelGlobal *world, int pdu, void *value);
 int kel_cmp_value(KelGlobal *world, int pdu, void *first, void *second);
 int kel_cpy_value(KelGlobal *world, int pdu, void *source, void **destination);
+int kel_check_constraints(KelGlobal *world, int pdu, void *value);
 
 /* Whether the PER (OER, JSON) walker knows every type a type is built of. */
 int kel_per_knows(const KelTypeDesc *type);
