@@ -2,12 +2,18 @@
  * compare_walker.c - the cmpValue entry of the table-driven code files: two
  * decoded values of a PDU compared as generated code does, the simple
  * types through _kelCmpPrimitiveValue and the _kel_cmp_* primitives by
- * their memory forms.  The answer is 0 for equal, 1 for different.
+ * their memory forms.  The answer is 0 for equal, 1 for different.  Values
+ * compare as abstract values: an absent DEFAULT component equals its
+ * default, a SET OF its elements in any order.
  *
  * The walk recurses in the nesting of the type only: the elements of a
  * list are a loop.
  */
+#include <float.h>
+#include <math.h>
 #include <stddef.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "service_walker.h"
 #include "kelvarn_services.h"
@@ -57,13 +63,31 @@ static int strings_equal(KelGlobal *world, const KelTypeDesc *type, const unsign
     }
 }
 
+/* A REAL of either mixed form as a number: the special names as the values
+ * they stand for, and the largest double as infinity, which is how the
+ * decoders hold it. */
+static double real_number(const KelMixedReal *r)
+{
+    double v = r->u.value;
+    if (r->kind)
+        v = strcmp(r->u.text, "PLUS_INFINITY") == 0    ? HUGE_VAL
+            : strcmp(r->u.text, "MINUS_INFINITY") == 0 ? -HUGE_VAL
+            : strcmp(r->u.text, "NOT_A_NUMBER") == 0   ? NAN
+                                                      : strtod(r->u.text, NULL);
+    return v >= DBL_MAX ? HUGE_VAL : v <= -DBL_MAX ? -HUGE_VAL : v;
+}
+
 static int reals_equal(KelGlobal *world, const KelTypeDesc *type, const unsigned char *a, const unsigned char *b)
 {
     const KelMixedReal *x = (const KelMixedReal *)(const void *)a, *y = (const KelMixedReal *)(const void *)b;
     if (type->form != KEL_FORM_REAL_MIXED)
         return same(world, a, b, sizeof(double), NULL, KEL_CMPK_FIXED);
-    if (x->kind != y->kind)
-        return 0;
+    /* A rule may hand back the other form: a decimal text read from JSON
+     * as a double, an infinity read from PER as its name. */
+    if (x->kind != y->kind) {
+        const double u = real_number(x), v = real_number(y);
+        return (isnan(u) && isnan(v)) || (u == v && signbit(u) == signbit(v));
+    }
     return x->kind ? compare_char_real(world, x->u.text, y->u.text) == 0
                    : same(world, &x->u.value, &y->u.value, sizeof(double), NULL, KEL_CMPK_FIXED);
 }
@@ -107,13 +131,41 @@ static int records_equal(KelGlobal *world, const KelTypeDesc *type, const unsign
     for (i = 0; i < type->componentCount; i++) {
         const KelComponent *c = &type->components[i];
         const int present = kel_is_present(c, a);
-        if (present != kel_is_present(c, b))
-            return 0;
+        /* An absent DEFAULT component has the default value. */
+        if (present != kel_is_present(c, b)) {
+            const unsigned char *given = kel_value_of(c, (unsigned char *)(present ? a : b));
+            if (!(c->flags & KEL_COMP_DEFAULT) ||
+                !values_equal(world, c->type, given, (const unsigned char *)c->defaultValue))
+                return 0;
+            continue;
+        }
         if (present && !values_equal(world, c->type, kel_value_of(c, (unsigned char *)a),
                                      kel_value_of(c, (unsigned char *)b)))
             return 0;
     }
     return 1;
+}
+
+/* The elements of a SET OF in any order: each element of `x` matched with
+ * an equal one of `y` not matched before. */
+static int same_elements(KelGlobal *world, const KelTypeDesc *element, const KelSequenceOf *x,
+                         const KelSequenceOf *y)
+{
+    unsigned char *matched = calloc(y->count ? y->count : 1, 1);
+    uint32_t i, j;
+    int equal = matched != NULL;
+    for (i = 0; equal && i < x->count; i++) {
+        const unsigned char *e = (const unsigned char *)x->elements + (size_t)i * element->size;
+        for (j = 0; j < y->count; j++)
+            if (!matched[j] && values_equal(world, element, e, (const unsigned char *)y->elements +
+                                                                   (size_t)j * element->size))
+                break;
+        equal = j < y->count;
+        if (equal)
+            matched[j] = 1;
+    }
+    free(matched);
+    return equal;
 }
 
 static int lists_equal(KelGlobal *world, const KelTypeDesc *type, const unsigned char *a, const unsigned char *b)
@@ -127,7 +179,9 @@ static int lists_equal(KelGlobal *world, const KelTypeDesc *type, const unsigned
         const size_t at = (size_t)i * element->size;
         if (!values_equal(world, element, (const unsigned char *)x->elements + at,
                           (const unsigned char *)y->elements + at))
-            return 0;
+            /* A SET OF is the same value in any order, as a canonical
+             * encoder sorts it. */
+            return type->kind == KEL_KIND_SET_OF && same_elements(world, element, x, y);
     }
     return 1;
 }

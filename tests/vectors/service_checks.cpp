@@ -1,4 +1,5 @@
-// service_checks.cpp - the copy, compare and print checks of the runner.
+// service_checks.cpp - the copy, compare, print and self-test checks of the
+// runner.
 //
 // The value under test is the case's value encoded under BER and decoded
 // again into library memory, so that its pieces are the library's and
@@ -11,6 +12,9 @@
 #include <cmath>
 #include <cstddef>
 #include <set>
+#include <sstream>
+
+#include "print_capture.h"
 
 #include "kelvarn_prim.h"
 
@@ -584,6 +588,36 @@ std::string check_print(const ServiceCase &c) {
         return "unreadable value notation:" + notation;
     if (!build_value(c.type, read, record.data(), pieces) || !values_equal(c.type, record.data(), value.get()))
         return "the printed value reads back as " + read.dump() + ":" + notation;
+    return "";
+}
+
+// ---- the self-test driver ----------------------------------------------------
+
+std::string check_selftest(const ServiceCase &c) {
+    FILE *stream = nullptr;
+    KelUserVprint vprint = nullptr;
+    kelGetUserVprint(c.world, &stream, &vprint);
+    kelSetUserVprint(c.world, stream, kel_test::capture_print);
+    kel_test::printed.clear();
+    kelSetTestFlagsEx(nullptr, nullptr); // the default steps under the default rules
+    if (c.selftestRules)
+        kelSetTestFlags(c.selftestRules);
+    const int code = kelTest(c.world, c.pdu, const_cast<void *>(c.expected));
+    kelSetUserVprint(c.world, stream, vprint);
+    std::string protocol;
+    protocol.swap(kel_test::printed);
+
+    // Every line that reports a failure, with the banner of its run.
+    std::string failures, banner;
+    std::istringstream lines(protocol);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("---------- Run") != std::string::npos || line.find("========== Run") != std::string::npos)
+            banner = line;
+        else if (line.find("failed") != std::string::npos)
+            failures += " [" + banner + "] " + line;
+    }
+    if (code || !failures.empty())
+        return "kelTest: code " + std::to_string(code) + failures;
     return "";
 }
 

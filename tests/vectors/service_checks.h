@@ -1,5 +1,6 @@
 // service_checks.h - the runner's checks of the value services on a case's
-// value: copy (kelCpyValue), compare (kelCmpValue) and print (kelPrintPDU).
+// value: copy (kelCpyValue), compare (kelCmpValue), print (kelPrintPDU) and
+// the self-test driver (kelTest).
 // Each takes a value decoded into library memory and answers an empty
 // string when the check passed, else what failed.
 #ifndef KEL_SERVICE_CHECKS_H
@@ -16,6 +17,9 @@ struct ServiceCase {
     int pdu;
     const KelTypeDesc *type;
     const void *expected; // the case's value, built by the runner
+    // The self-test's rule keywords where the value can't take every rule
+    // of the default list; null for the default list.
+    const char *selftestRules = nullptr;
 };
 
 // A deep copy, in library memory and in a caller's area, equals the value,
@@ -27,6 +31,9 @@ std::string check_compare(const ServiceCase &c);
 // The printed value names every component present, and a value of a
 // simple type reads back to the case's value.
 std::string check_print(const ServiceCase &c);
+// kelTest under its default steps and rules passes the value through every
+// rule the code file links, reporting no failure.
+std::string check_selftest(const ServiceCase &c);
 
 } // namespace kel_vectors
 
