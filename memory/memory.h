@@ -33,10 +33,12 @@ namespace kel::pieces {
 constexpr size_t kClasses = 128;
 constexpr size_t capacity(size_t c) { return c * 16 + 8; }
 constexpr size_t kLargest = capacity(kClasses);
-// Octets that a world keeps in its lists at most.
+// Octets that the lists may receive before they are emptied back into the C
+// library; they never hold more.
 constexpr size_t kBudget = 256 * 1024;
 
-// The class that serves a request of 1 to kLargest octets.
+// The class that serves a request of 1 to kLargest octets.  It depends only
+// on the request rounded up to 8, so rounded and unrounded sizes agree.
 constexpr size_t class_for_request(size_t size) {
     size_t c = (size + 7) >> 4;
     return c + (c == 0);
@@ -47,6 +49,7 @@ constexpr size_t class_for_request(size_t size) {
 constexpr size_t class_of_block(size_t usable) { return (usable - 8) >> 4; }
 
 static_assert(capacity(class_for_request(kLargest)) == kLargest);
+static_assert(class_for_request(17) == class_for_request(24) && class_for_request(25) == 2);
 static_assert(class_of_block(capacity(7)) == 7 && class_of_block(capacity(7) + 15) == 7);
 static_assert(capacity(1) >= sizeof(void *));
 
@@ -54,13 +57,27 @@ static_assert(capacity(1) >= sizeof(void *));
 
 struct KelPieceCache {
     void *heads[kel::pieces::kClasses + 1]; // heads[0] is never used
-    size_t held;                            // octets in the lists
+    // Octets given to the lists since they were last emptied, an upper bound
+    // of what they hold: a take leaves it alone, so that the hot paths keep
+    // no count but this one.
+    size_t given;
 };
+
+// Gives every block of the lists back to the C library.
+void kel_empty_piece_cache(KelPieceCache *cache);
 
 // The world's piece cache, if it has one.
 inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
     const KelWorldExt *ext = world->ext;
     return ext ? ext->pieceCache : nullptr;
+}
+
+// The head of class c's list, unlinked, or null.
+[[gnu::always_inline]] inline void *kel_pop_piece(KelPieceCache *cache, size_t c) {
+    void *p = cache->heads[c];
+    if (p)
+        cache->heads[c] = *static_cast<void **>(p);
+    return p;
 }
 
 // The body of the default getMem: the head of the class's list or of one of
@@ -75,11 +92,8 @@ inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
             const size_t c = class_for_request(size);
             const size_t last = c + 2 < kClasses ? c + 2 : kClasses;
             for (size_t k = c; k <= last; ++k)
-                if (void *p = cache->heads[k]) {
-                    cache->heads[k] = *static_cast<void **>(p);
-                    cache->held -= capacity(k);
+                if (void *p = kel_pop_piece(cache, k))
                     return p;
-                }
             return std::malloc(capacity(c));
         }
     }
@@ -89,7 +103,8 @@ inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
 // The body of the default freeMem: while freep is the C library's free, the
 // block joins the list of the largest class that it can serve, as its usable
 // size tells, whichever world or cache allocated it; blocks beyond the
-// classes or the budget go to free.
+// classes go to free.  When the lists have received a budget's worth since
+// they were last emptied, they are emptied into the C library.
 [[gnu::always_inline]] inline void kel_give_piece(KelGlobal *world, void *p) {
     using namespace kel::pieces;
     if (world->freep != std::free) {
@@ -100,12 +115,14 @@ inline KelPieceCache *kel_piece_cache(const KelGlobal *world) {
     KelPieceCache *cache = kel_piece_cache(world);
     if (!cache)
         return std::free(p);
-    const size_t c = class_of_block(malloc_usable_size(p));
-    if (c - 1 >= kClasses || cache->held + capacity(c) > kBudget)
+    const size_t usable = malloc_usable_size(p);
+    const size_t c = class_of_block(usable);
+    if (c - 1 >= kClasses)
         return std::free(p);
     *static_cast<void **>(p) = cache->heads[c];
     cache->heads[c] = p;
-    cache->held += capacity(c);
+    if ((cache->given += usable) > kBudget) [[unlikely]]
+        kel_empty_piece_cache(cache);
 }
 
 // getMem and freeMem of a world, with the default functions inlined.

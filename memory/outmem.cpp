@@ -72,10 +72,18 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
     world->outQueueTail = block;
 }
 
+uint32_t rounded_size(KelGlobal *world, uint32_t size) {
+    uint32_t n = kel::round8(size);
+    if (n < size) [[unlikely]]
+        _kel_enc_error(world, kMsgOutOfMemory, size);
+    return n;
+}
+
 // Decoder pieces in library memory, the general way: a new item from the
-// world's getMem in the next slot of the chain.  Zero octets are a null
-// pointer without an item.
-[[gnu::noinline]] void *take_library_piece(KelGlobal *world, uint32_t n) {
+// world's getMem in the next slot of the chain, of `size` octets rounded up
+// to 8 when `Round`.  Zero octets are a null pointer without an item.
+template <bool Round> [[gnu::noinline]] void *take_library_piece(KelGlobal *world, uint32_t size) {
+    const uint32_t n = Round ? rounded_size(world, size) : size;
     if (n == 0)
         return nullptr;
     world->memTotal += n;
@@ -89,43 +97,60 @@ void release_from(KelGlobal *world, KelOutBlock *block, int from, KelFreeMem rel
     return p;
 }
 
-// Decoder pieces: `n` octets (already rounded by the caller) cut off the
+// A piece that the caller's area can't hold: a size that overflows in the
+// rounding is out of memory, as in library memory; else the area is short.
+// It doesn't return; being no noreturn function, it is reached by a jump,
+// so the fast paths need no frame of their own.
+[[gnu::noinline]] void *area_too_small(KelGlobal *world, uint32_t size, bool round) {
+    if (round)
+        rounded_size(world, size);
+    _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
+}
+
+// Decoder pieces of `size` octets, rounded up to 8 when `Round`: cut off the
 // caller's area, or an item in library memory.  The common case of the
 // latter, the default getMem over malloc with a block of the class in the
-// world's cache and room in the chain's tail, is taken here in a few
-// instructions and no call; everything else, a block of a class above
-// included, goes the general way.
-[[gnu::always_inline]] inline void *take_piece(KelGlobal *world, uint32_t n) {
+// world's cache and room in the chain's tail, is a pop and a store here,
+// with no call; everything else goes the general way.
+template <bool Round> [[gnu::always_inline]] inline void *take_piece(KelGlobal *world, uint32_t size) {
     using namespace kel::pieces;
-    if (!world->userBuffer) {
-        KelOutBlock *tail = world->outQueueTail;
-        KelPieceCache *cache;
-        if (world->getMem == kel_default_getmem && world->mallocp == std::malloc && n - 1 < kLargest &&
-            tail->count < KEL_OUTBLOCK_ITEMS && (cache = kel_piece_cache(world))) {
-            const size_t c = class_for_request(n);
-            if (void *p = cache->heads[c]) {
-                cache->heads[c] = *static_cast<void **>(p);
-                cache->held -= capacity(c);
-                world->memTotal += n;
+    if (world->userBuffer) {
+        // In 64 bits the rounding can't overflow and a negative room is short.
+        const uint64_t n = Round ? (uint64_t{size} + 7) & ~uint64_t{7} : size;
+        if (int64_t{world->outRemaining} < static_cast<int64_t>(n)) [[unlikely]]
+            return area_too_small(world, size, Round);
+        unsigned char *p = world->outPos;
+        world->outRemaining -= static_cast<int32_t>(n);
+        world->outPos = p + n;
+        return p;
+    }
+    // A size of 1 to kLargest can't overflow in the rounding.
+    if (size - 1 < kLargest && world->getMem == kel_default_getmem && world->mallocp == std::malloc)
+        if (KelPieceCache *cache = kel_piece_cache(world)) {
+            KelOutBlock *tail = world->outQueueTail;
+            void **slot = &cache->heads[class_for_request(size)];
+            if (void *p = *slot; p && tail->count < KEL_OUTBLOCK_ITEMS) {
+                *slot = *static_cast<void **>(p);
+                world->memTotal += Round ? kel::round8(size) : size;
                 tail->items[tail->count++] = p;
                 return p;
             }
         }
-        return take_library_piece(world, n);
-    }
-    if (world->outRemaining < 0 || static_cast<uint32_t>(world->outRemaining) < n)
-        _kel_enc_error(world, kMsgBufferTooSmall, world->memTotal);
-    unsigned char *p = world->outPos;
-    world->outRemaining -= static_cast<int32_t>(n);
-    world->outPos = p + n;
-    return p;
+    return take_library_piece<Round>(world, size);
 }
 
-uint32_t rounded_size(KelGlobal *world, uint32_t size) {
-    uint32_t n = kel::round8(size);
-    if (n < size) [[unlikely]]
-        _kel_enc_error(world, kMsgOutOfMemory, size);
-    return n;
+// Clears a piece of `n` octets, a multiple of 8: up to 32 octets with two
+// overlapping stores of constant width, which need no call.
+[[gnu::always_inline]] inline void clear_piece(unsigned char *p, uint32_t n) {
+    if (n - 1 < 16) {
+        std::memset(p, 0, 8);
+        std::memset(p + n - 8, 0, 8);
+    } else if (n - 1 < 32) {
+        std::memset(p, 0, 16);
+        std::memset(p + n - 16, 0, 16);
+    } else if (n) {
+        std::memset(p, 0, n);
+    }
 }
 
 } // namespace
@@ -151,17 +176,16 @@ unsigned char *_kel_enc_getmem(KelGlobal *world) {
 }
 
 void *_kel_dec_getmem(KelGlobal *world, int32_t size) {
-    uint32_t n = rounded_size(world, static_cast<uint32_t>(size));
-    void *p = take_piece(world, n);
-    return p ? std::memset(p, 0, n) : p;
+    void *p = take_piece<true>(world, static_cast<uint32_t>(size));
+    if (p)
+        clear_piece(static_cast<unsigned char *>(p), kel::round8(static_cast<uint32_t>(size)));
+    return p;
 }
 
-void *_kel_dec_getmem_internal(KelGlobal *world, uint32_t size) {
-    return take_piece(world, rounded_size(world, size));
-}
+void *_kel_dec_getmem_internal(KelGlobal *world, uint32_t size) { return take_piece<true>(world, size); }
 
 void *_kel_dec_getfixmem(KelGlobal *world, int32_t size) {
-    return take_piece(world, static_cast<uint32_t>(size));
+    return take_piece<false>(world, static_cast<uint32_t>(size));
 }
 
 void _kel_dec_free(KelGlobal *world, void *p) {

@@ -7,6 +7,8 @@
 // malloc and free, freeMem therefore keeps small blocks in per-class free
 // lists threaded through the blocks themselves, and getMem hands them out
 // again: a take or a give-back is a few loads and stores, with no search.
+// The only count is of the octets given to the lists; when it passes the
+// budget the lists are emptied into the C library and it starts again.
 // The blocks stay ordinary malloc blocks, whatever their size and whichever
 // world took them: freeing one with free(), or through another world,
 // remains correct, because a block's class comes from its usable size.  The
@@ -35,16 +37,19 @@ void kel_open_piece_cache(KelGlobal *world) {
         ext->pieceCache = cache;
 }
 
-void kel_close_piece_cache(KelWorldExt *ext) {
-    KelPieceCache *cache = ext->pieceCache;
-    if (!cache)
-        return;
-    for (void *head : cache->heads)
-        while (head) {
-            void *next = *static_cast<void **>(head);
-            std::free(head);
-            head = next;
+void kel_empty_piece_cache(KelPieceCache *cache) {
+    for (void *&head : cache->heads)
+        while (void *p = head) {
+            head = *static_cast<void **>(p);
+            std::free(p);
         }
-    std::free(cache);
-    ext->pieceCache = nullptr;
+    cache->given = 0;
+}
+
+void kel_close_piece_cache(KelWorldExt *ext) {
+    if (KelPieceCache *cache = ext->pieceCache) {
+        kel_empty_piece_cache(cache);
+        std::free(cache);
+        ext->pieceCache = nullptr;
+    }
 }

@@ -533,3 +533,25 @@ TEST(PieceCache, WorldsOverOtherAllocatorsCallThemForEveryBlock) {
     world->mallocp = std::malloc;
     world->freep = std::free;
 }
+
+// Blocks given back beyond the lists' budget go to the C library: a world
+// given back a megabyte keeps at most the budget of it.
+TEST(PieceCache, ListsKeepNoMoreThanTheirBudget) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's allocator keeps no statistics in mallinfo2";
+#endif
+    constexpr size_t kBlock = 1000, kBlocks = 1024, kBudget = 256 * 1024;
+    kel_test::BriefWorld brief;
+    std::vector<void *> blocks;
+    for (size_t i = 0; i < kBlocks; ++i)
+        blocks.push_back(kelGetMemory(brief.get(), kBlock));
+    const size_t inUse = mallinfo2().uordblks;
+    for (void *p : blocks)
+        kelFreeMemory(brief.get(), p);
+    EXPECT_GE(inUse - mallinfo2().uordblks, kBlock * kBlocks - kBudget);
+    // The lists still serve: the next blocks come from them or fresh.
+    for (void *&p : blocks)
+        p = kelGetMemory(brief.get(), kBlock);
+    for (void *p : blocks)
+        kelFreeMemory(brief.get(), p);
+}
