@@ -35,9 +35,9 @@ struct OctetTables {
             kind[c] = named ? kControl : c < 0x80 ? kPlain : c < 0xC0 ? kContinuation : kLead;
             sequenceLength[c] = c < 0xC0 ? 1 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : c < 0xF8 ? 4 : c < 0xFC ? 5 : c < 0xFE ? 6 : 1;
         }
-        kind['&'] = kAmpersand;
-        kind['<'] = kLess;
-        kind['>'] = kGreater;
+        kind[static_cast<unsigned char>('&')] = kAmpersand;
+        kind[static_cast<unsigned char>('<')] = kLess;
+        kind[static_cast<unsigned char>('>')] = kGreater;
     }
 };
 constexpr OctetTables kOctets;
