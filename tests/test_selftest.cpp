@@ -236,6 +236,18 @@ TEST_F(SelfTestRun, PartialDecodingParsesTheBinaryRules) {
     EXPECT_EQ(printed, "No encoding rules supported by partial decoding are available.\n");
 }
 
+// The personnel record's checker: the module has no subtype constraints,
+// so only a missing string is refused, "Unexpected NULL pointer in input".
+TEST_F(SelfTestRun, ThePersonnelCheckerRefusesMissingStrings) {
+    PersonnelRecord record = kel_test::a1Sample;
+    EXPECT_EQ(kelCheckConstraints(&w.world, PersonnelRecord_PDU, &record), 0);
+    record.nameOfSpouse.initial = nullptr;
+    EXPECT_EQ(kelCheckConstraints(&w.world, PersonnelRecord_PDU, &record), 11);
+    record = kel_test::a1Sample;
+    record.children.value = nullptr;
+    EXPECT_EQ(kelCheckConstraints(&w.world, PersonnelRecord_PDU, &record), 11);
+}
+
 // A value one rule can't take: DER refuses a UTCTime without seconds; the
 // driver reports it under DER's banner and goes on with the next rule.
 TEST(SelfTestFailures, AFailingRuleIsReportedAndTheRunGoesOn) {

@@ -653,6 +653,7 @@ static unsigned char ruleMap[] = { 0x01 | 0x08 | 0x80, 0x10 | 0x20 };
 static KelXApiTable xapi = {
     .cpyValue = cert_copy,
     .cmpValue = cert_compare,
+    .checkConstraints = cert_check,
     .oerVersion = 0,
     .oerEncode = cert_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */

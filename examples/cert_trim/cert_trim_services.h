@@ -14,6 +14,8 @@ extern "C" {
 int cert_print(KelGlobal *w, int pdu, void *value);
 int cert_compare(KelGlobal *w, int pdu, void *first, void *second);
 int cert_copy(KelGlobal *w, int pdu, void *source, void **destination);
+/* checkConstraints, in cert_trim_check.c */
+int cert_check(KelGlobal *w, int pdu, void *value);
 
 #ifdef __cplusplus
 }

@@ -10,5 +10,7 @@
 int personnel_print(KelGlobal *w, int pdu, void *value);
 int personnel_compare(KelGlobal *w, int pdu, void *first, void *second);
 int personnel_copy(KelGlobal *w, int pdu, void *source, void **destination);
+/* checkConstraints, in personnel_check.c */
+int personnel_check(KelGlobal *w, int pdu, void *value);
 
 #endif /* PERSONNEL_SERVICES_H */

@@ -524,6 +524,7 @@ static unsigned char ruleMap[] = { 0x01 | 0x02 | 0x04 | 0x08 | 0x80, 0x10 | 0x20
 static KelXApiTable xapi = {
     .cpyValue = proto_copy,
     .cmpValue = proto_compare,
+    .checkConstraints = proto_check,
     .oerVersion = 0,
     .oerEncode = proto_oer_encode,
     /* the OER decoder entry answers the value; it stands in the common slot */

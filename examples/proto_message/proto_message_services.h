@@ -15,6 +15,8 @@ extern "C" {
 int proto_print(KelGlobal *w, int pdu, void *value);
 int proto_compare(KelGlobal *w, int pdu, void *first, void *second);
 int proto_copy(KelGlobal *w, int pdu, void *source, void **destination);
+/* checkConstraints, in proto_message_check.c */
+int proto_check(KelGlobal *w, int pdu, void *value);
 
 #ifdef __cplusplus
 }
