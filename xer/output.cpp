@@ -19,39 +19,42 @@ void new_chunk(KelGlobal *world) {
 }
 
 // The three tags: '<' or "</", the name, '>' or "/>".
-struct TagShape {
-    const char *open;
-    uint32_t openLength;
-    const char *close;
-    uint32_t closeLength;
+struct StartTag {
+    static constexpr char open[] = "<";
+    static constexpr char close[] = ">";
 };
-constexpr TagShape kStartTag{"<", 1, ">", 1};
-constexpr TagShape kEndTag{"</", 2, ">", 1};
-constexpr TagShape kEmptyTag{"<", 1, "/>", 2};
+struct EndTag {
+    static constexpr char open[] = "</";
+    static constexpr char close[] = ">";
+};
+struct EmptyTag {
+    static constexpr char open[] = "<";
+    static constexpr char close[] = "/>";
+};
 
-inline void put_tag(KelGlobal *world, const TagShape &shape, const char *name, uint32_t length) {
+template <class Shape> inline void put_tag(KelGlobal *world, const char *name, uint32_t length) {
+    constexpr uint32_t openLength = sizeof Shape::open - 1;
+    constexpr uint32_t closeLength = sizeof Shape::close - 1;
     XerOutputState *state = out_state(world);
     state->lastTagLength = static_cast<int32_t>(length);
-    const uint32_t size = shape.openLength + length + shape.closeLength;
+    const uint32_t size = openLength + length + closeLength;
     if (world->outRemaining >= static_cast<int32_t>(size)) [[likely]] {
         if (counting(world)) {
             world->encLength += size;
             return;
         }
         unsigned char *out = world->outPos;
-        copy_out(out, reinterpret_cast<const unsigned char *>(shape.open), shape.openLength);
-        out += shape.openLength;
-        copy_out(out, reinterpret_cast<const unsigned char *>(name), length);
-        out += length;
-        copy_out(out, reinterpret_cast<const unsigned char *>(shape.close), shape.closeLength);
-        world->outPos = out + shape.closeLength;
+        std::memcpy(out, Shape::open, openLength);
+        copy_out(out + openLength, reinterpret_cast<const unsigned char *>(name), length);
+        std::memcpy(out + openLength + length, Shape::close, closeLength);
+        world->outPos = out + size;
         world->outRemaining -= static_cast<int32_t>(size);
         state->column += static_cast<int32_t>(size);
         return;
     }
-    put_text(world, state, shape.open, shape.openLength);
+    put_text(world, state, Shape::open, openLength);
     put_text(world, state, name, length);
-    put_text(world, state, shape.close, shape.closeLength);
+    put_text(world, state, Shape::close, closeLength);
 }
 
 } // namespace
@@ -112,15 +115,15 @@ void _kel_tex_indent_dlt(KelGlobal *world, int32_t delta) {
 }
 
 void _kel_tex_open_tagN(KelGlobal *world, const char *name, uint32_t length) {
-    put_tag(world, kStartTag, name, length);
+    put_tag<StartTag>(world, name, length);
 }
 
 void _kel_tex_close_tagN(KelGlobal *world, const char *name, uint32_t length) {
-    put_tag(world, kEndTag, name, length);
+    put_tag<EndTag>(world, name, length);
 }
 
 void _kel_tex_empty_or_id_tagN(KelGlobal *world, const char *name, uint32_t length) {
-    put_tag(world, kEmptyTag, name, length);
+    put_tag<EmptyTag>(world, name, length);
 }
 
 void _kel_tex_format_tagN(KelGlobal *world, const char *name, uint32_t length) {
@@ -129,19 +132,19 @@ void _kel_tex_format_tagN(KelGlobal *world, const char *name, uint32_t length) {
         if (state->column + static_cast<int32_t>(length) + 3 > margin(world, state))
             line_break(world, state);
     }
-    put_tag(world, kEmptyTag, name, length);
+    put_tag<EmptyTag>(world, name, length);
 }
 
 void _kel_tex_open_tag(KelGlobal *world, const char *name) {
-    put_tag(world, kStartTag, name, static_cast<uint32_t>(std::strlen(name)));
+    put_tag<StartTag>(world, name, static_cast<uint32_t>(std::strlen(name)));
 }
 
 void _kel_tex_close_tag(KelGlobal *world, const char *name) {
-    put_tag(world, kEndTag, name, static_cast<uint32_t>(std::strlen(name)));
+    put_tag<EndTag>(world, name, static_cast<uint32_t>(std::strlen(name)));
 }
 
 void _kel_tex_empty_or_id_tag(KelGlobal *world, const char *name) {
-    put_tag(world, kEmptyTag, name, static_cast<uint32_t>(std::strlen(name)));
+    put_tag<EmptyTag>(world, name, static_cast<uint32_t>(std::strlen(name)));
 }
 
 void _kel_tex_format_tag(KelGlobal *world, const char *name) {

@@ -110,9 +110,23 @@ inline int32_t margin(const KelGlobal *world, const XerOutputState *state) {
 // Appends across chunk ends: the slow half of put().
 void put_across(KelGlobal *world, const unsigned char *bytes, uint32_t n);
 
-// Short runs go octet by octet, from 11 octets on by one copy.
+// Copies exactly `n` octets: runs of up to 16 as two overlapping words
+// (the octets behind the run may be blanks that pretty output relies on),
+// longer ones by one block copy.
 inline void copy_out(unsigned char *out, const unsigned char *src, uint32_t n) {
-    if (n < 11) {
+    if (n >= 8 && n <= 16) {
+        uint64_t head, tail;
+        std::memcpy(&head, src, 8);
+        std::memcpy(&tail, src + n - 8, 8);
+        std::memcpy(out, &head, 8);
+        std::memcpy(out + n - 8, &tail, 8);
+    } else if (n >= 4 && n < 8) {
+        uint32_t head, tail;
+        std::memcpy(&head, src, 4);
+        std::memcpy(&tail, src + n - 4, 4);
+        std::memcpy(out, &head, 4);
+        std::memcpy(out + n - 4, &tail, 4);
+    } else if (n < 4) {
         for (uint32_t i = 0; i < n; ++i)
             out[i] = src[i];
     } else {
