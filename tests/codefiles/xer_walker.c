@@ -201,8 +201,7 @@ static const char *element_name(const KelTypeDesc *type)
 /* Structures                                                                */
 /* ------------------------------------------------------------------------ */
 
-static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const char *name,
-                         const KelTypeDesc *parent, unsigned char *record);
+static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const char *name);
 
 /* Opens the line of a nested element: two columns in for the first. */
 static void next_line(KelGlobal *world, uint32_t written)
@@ -243,7 +242,7 @@ static void encode_structure(Walk *w, const KelTypeDesc *type, unsigned char *re
             ((c->flags & KEL_COMP_DEFAULT) && memcmp(record + c->offset, c->defaultValue, c->type->size) == 0))
             continue;
         next_line(world, written++);
-        encode_value(w, c->type, kel_value_of(c, record), c->name, type, record);
+        encode_value(w, c->type, kel_value_of(c, record), c->name);
     }
     close_lines(world, written);
 }
@@ -273,7 +272,7 @@ static void encode_sorted_elements(Walk *w, const KelTypeDesc *element, const ch
     world->encodingFlags |= DETERMINE_ENC_LENGTH;
     for (i = 0; i < count; i++) {
         world->encLength = 0;
-        encode_value(w, element, elements + (size_t)i * element->size, name, NULL, NULL);
+        encode_value(w, element, elements + (size_t)i * element->size, name);
         total += lengths[i] = world->encLength;
     }
     world->encodingFlags = savedFlags;
@@ -282,7 +281,7 @@ static void encode_sorted_elements(Walk *w, const KelTypeDesc *element, const ch
     world->outPos = text;
     world->outRemaining = (int32_t)total;
     for (i = 0; i < count; i++)
-        encode_value(w, element, elements + (size_t)i * element->size, name, NULL, NULL);
+        encode_value(w, element, elements + (size_t)i * element->size, name);
     world->userBuffer = savedUser;
     world->outPos = savedPos;
     world->outRemaining = savedRemaining;
@@ -326,7 +325,7 @@ static void encode_elements(Walk *w, const KelTypeDesc *type, unsigned char *fie
     for (i = 0; i < list->count; i++, elements += element->size) {
         if (name)
             next_line(world, i);
-        encode_value(w, element, elements, name, NULL, NULL);
+        encode_value(w, element, elements, name);
     }
     if (name)
         close_lines(world, list->count);
@@ -340,7 +339,7 @@ static void encode_choice(Walk *w, const KelTypeDesc *type, unsigned char *field
         _kel_enc_error(w->world, KEL_MSG_CHOICE_SELECTOR, selector);
     chosen = &type->components[selector - 1];
     next_line(w->world, 0);
-    encode_value(w, chosen->type, kel_value_of(chosen, field), chosen->name, type, field);
+    encode_value(w, chosen->type, kel_value_of(chosen, field), chosen->name);
     close_lines(w->world, 1);
 }
 
@@ -354,16 +353,13 @@ static void encode_open(Walk *w, const KelTypeDesc *type, unsigned char *field)
         _kel_enc_error(w->world, MSG_NOT_IMPLEMENTED, 0);
     row = type->components[open->pduNum - 1].type;
     next_line(w->world, 0);
-    encode_value(w, row, (unsigned char *)open->decoded, element_name(row), NULL, NULL);
+    encode_value(w, row, (unsigned char *)open->decoded, element_name(row));
     close_lines(w->world, 1);
 }
 
-static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const char *name,
-                         const KelTypeDesc *parent, unsigned char *record)
+static void encode_value(Walk *w, const KelTypeDesc *type, unsigned char *field, const char *name)
 {
     KelGlobal *world = w->world;
-    (void)parent;
-    (void)record;
     if (name)
         _kel_tex_open_tag(world, name);
     switch (type->kind) {
@@ -409,6 +405,6 @@ int kel_xer_encode(KelGlobal *world, int pdu, void *value)
     else
         world->modeBits &= (uint8_t)~KEL_MODE_CANONICAL;
     _kel_tex_prolog(world);
-    encode_value(&w, type, (unsigned char *)value + type->offset, world->pduEntry->name, NULL, NULL);
+    encode_value(&w, type, (unsigned char *)value + type->offset, world->pduEntry->name);
     return 0;
 }
