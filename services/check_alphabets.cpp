@@ -2,8 +2,16 @@
 // string's characters against a code file's alphabet record (tables by
 // character, or a range-list tree), and the range-list tree written out in
 // the order of its codes.  The tree's layout is in kelvarn_services.h.
+#include <cstddef>
+
 #include "internal.h"
 #include "kelvarn_services.h"
+
+// The records as code files emit them on the 32-bit target.
+#if defined(__i386__)
+static_assert(sizeof(KelByteAlphabet) == 12 && offsetof(KelByteAlphabet, indexes) == 8);
+static_assert(sizeof(KelWideAlphabet) == 16 && offsetof(KelWideAlphabet, base) == 12);
+#endif
 
 namespace {
 

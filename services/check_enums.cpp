@@ -5,6 +5,10 @@
 #include "internal.h"
 #include "kelvarn_services.h"
 
+#if defined(__i386__)
+static_assert(sizeof(KelEnumList) == 8);
+#endif
+
 namespace {
 
 constexpr int kMsgNotEnumerated = 36;

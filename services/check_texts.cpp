@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "internal.h"
@@ -78,8 +79,8 @@ bool all_digits(std::string_view arc) {
     return std::all_of(arc.begin(), arc.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool is_one_of(std::string_view arc, const std::string_view *names, size_t count) {
-    return std::find(names, names + count, arc) != names + count;
+template <size_t N> bool is_one_of(std::string_view arc, const std::string_view (&names)[N]) {
+    return std::find(names, names + N, arc) != names + N;
 }
 
 class IriCheck {
@@ -95,6 +96,7 @@ class IriCheck {
         return end;
     }
 
+    std::string_view text() const { return text_; }
     std::string_view arc(uint32_t start, uint32_t end) const { return text_.substr(start, end - start); }
 
     // Every arc from `start` to the end of the value.
@@ -160,10 +162,10 @@ class IriCheck {
 
 // The second arc under ITU-T or ISO: a number below 40 with no leading
 // zero but a single one, or a name of the root's row.
-bool second_arc(std::string_view a, int root) {
+bool second_arc(std::string_view a, bool itu) {
     if (all_digits(a))
         return a.size() == 1 || (a.size() == 2 && a[0] >= '1' && a[0] <= '3');
-    return root == 0 ? is_one_of(a, kItuArcs, std::size(kItuArcs)) : is_one_of(a, kIsoArcs, std::size(kIsoArcs));
+    return itu ? is_one_of(a, kItuArcs) : is_one_of(a, kIsoArcs);
 }
 
 // The third arc under a recommendation or administration of ITU-T: 1 to
@@ -174,29 +176,34 @@ bool series_arc(std::string_view a) {
     return a.size() == 2 && all_digits(a) && (a[0] == '1' || (a[0] == '2' && a[1] <= '6'));
 }
 
-void check_absolute(const IriCheck &iri, uint32_t length, const char *text) {
+// The arc from `start`, which must meet `rule`; returns the arc's end.
+template <class Rule> uint32_t ruled_arc(const IriCheck &iri, uint32_t start, Rule rule) {
+    const uint32_t end = iri.arc_end(start);
+    if (!rule(iri.arc(start, end)))
+        iri.bad_arc(start, end);
+    return end;
+}
+
+void check_absolute(const IriCheck &iri) {
+    const std::string_view text = iri.text();
+    const auto length = static_cast<uint32_t>(text.size());
     if (text[0] != '/' || text[1] == '/')
         iri.fail(kMsgBadIri, text[0] != '/' ? 0 : 1, length);
     uint32_t end = iri.arc_end(1);
     const std::string_view first = iri.arc(1, end);
-    int root = -1;
-    for (int r = 0; r < 3; ++r)
-        if (first == kRoots[r].number || first == kRoots[r].name)
-            root = r;
-    if (root < 0)
+    const auto root = std::find_if(std::begin(kRoots), std::end(kRoots),
+                                   [&](const Root &r) { return first == r.number || first == r.name; });
+    if (root == std::end(kRoots))
         return iri.arcs(1);
-    if (root <= 1 && end < length) {
-        const uint32_t start = end + 1;
-        end = iri.arc_end(start);
-        const std::string_view second = iri.arc(start, end);
-        if (!second_arc(second, root))
-            iri.bad_arc(start, end);
-        if (root == 0 && (second == "0" || second == kItuArcs[0] || second == kItuArcs[1]) && end < length) {
-            const uint32_t third = end + 1;
-            end = iri.arc_end(third);
-            if (!series_arc(iri.arc(third, end)))
-                iri.bad_arc(third, end);
-        }
+    const bool itu = root == &kRoots[0], iso = root == &kRoots[1];
+    if ((itu || iso) && end < length) {
+        std::string_view second;
+        end = ruled_arc(iri, end + 1, [&](std::string_view a) {
+            second = a;
+            return second_arc(a, itu);
+        });
+        if (itu && (second == "0" || second == kItuArcs[0] || second == kItuArcs[1]) && end < length)
+            end = ruled_arc(iri, end + 1, series_arc);
     }
     if (end < length)
         iri.arcs(end + 1);
@@ -225,7 +232,7 @@ int _kel_check_oid_iri(KelGlobal *world, const char *text, uint32_t length, int 
     if (length < (absolute ? 2u : 1u))
         iri.fail(kMsgBadIri, 0, length);
     if (absolute)
-        check_absolute(iri, length, text);
+        check_absolute(iri);
     else
         iri.arcs(0);
     return 0;

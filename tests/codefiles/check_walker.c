@@ -43,14 +43,16 @@ static uint32_t text_argument(const char *text)
 static void check_integer(KelGlobal *world, const KelTypeDesc *type, const unsigned char *field)
 {
     const int is_signed = (type->flags & KEL_DESC_SIGNED) != 0;
-    const int64_t s = kel_load_signed(field, type->width);
-    const uint64_t u = kel_load_unsigned(field, type->width);
     const int bounded = (type->flags & (KEL_DESC_LOWER | KEL_DESC_UPPER)) == (KEL_DESC_LOWER | KEL_DESC_UPPER);
     const int single = bounded && type->lower == type->upper;
+    int64_t s;
+    uint64_t u;
     int message;
 
     if ((type->flags & KEL_DESC_EXTENSIBLE) || type->form == KEL_FORM_HUGE)
         return;
+    s = kel_load_signed(field, type->width);
+    u = kel_load_unsigned(field, type->width);
     if (!((type->flags & KEL_DESC_LOWER) && (is_signed ? s < type->lower : u < (uint64_t)type->lower)) &&
         !((type->flags & KEL_DESC_UPPER) && (is_signed ? s > type->upper : u > (uint64_t)type->upper)))
         return;
