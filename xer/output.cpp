@@ -32,6 +32,9 @@ struct EmptyTag {
     static constexpr char close[] = "/>";
 };
 
+// With room for the whole tag it goes out in one piece; in count mode the
+// column then stays (counting only sizes the output).  Without room it goes
+// piece by piece across the chunk end.
 template <class Shape> inline void put_tag(KelGlobal *world, const char *name, uint32_t length) {
     constexpr uint32_t openLength = sizeof Shape::open - 1;
     constexpr uint32_t closeLength = sizeof Shape::close - 1;
