@@ -52,26 +52,26 @@ void put_special(KelGlobal *world, XerOutputState *state, Kind kind, unsigned ch
     }
 }
 
-// `utf8`: octets from 0x80 are UTF-8 sequences; else each is a character.
-void put_string(KelGlobal *world, const unsigned char *text, uint32_t length, bool utf8) {
+// Utf8: octets from 0x80 are UTF-8 sequences; else each is a character.
+template <bool Utf8> void put_string(KelGlobal *world, const unsigned char *text, uint32_t length) {
     if (length == 0)
         length = static_cast<uint32_t>(std::strlen(reinterpret_cast<const char *>(text)));
     XerOutputState *state = out_state(world);
-    uint32_t start = 0;
-    for (uint32_t i = 0; i < length;) {
+    uint32_t start = 0, i = 0;
+    for (;;) {
+        while (i < length && kOctets.kind[text[i]] == kPlain)
+            ++i;
+        if (i == length)
+            break;
         const unsigned char c = text[i];
         const Kind kind = kOctets.kind[c];
-        if (kind == kPlain) {
-            ++i;
-            continue;
-        }
-        if (utf8 && kind == kLead) {
+        if (Utf8 && kind == kLead) {
             i += kOctets.sequenceLength[c];
             if (i > length)
                 fail(world, kMsgIllegalCharacter, text[length - 1]);
             continue;
         }
-        if (utf8 && kind == kContinuation)
+        if (Utf8 && kind == kContinuation)
             fail(world, kMsgIllegalCharacter, c);
         put_text(world, state, text + start, i - start);
         if (kind >= kContinuation)
@@ -118,7 +118,7 @@ void encode_wide_char_str(KelGlobal *world, uint32_t code, int width) {
         --significant;
     if (significant <= 1 && code < 127) {
         const auto octet = static_cast<unsigned char>(code);
-        return put_string(world, &octet, 1, false);
+        return put_string<false>(world, &octet, 1);
     }
     XerOutputState *state = out_state(world);
     unsigned char text[16];
@@ -148,11 +148,11 @@ const KelXmlCtrlName _kel_xmlcstr_ctrl[32] = {
 const KelXmlCtrlName *const kel_xml_cstr_ctrl = _kel_xmlcstr_ctrl;
 
 void _kel_tex_format_char(KelGlobal *world, const unsigned char *text, uint32_t length) {
-    put_string(world, text, length, true);
+    put_string<true>(world, text, length);
 }
 
 void _kel_tex_format_char_t(KelGlobal *world, const unsigned char *text, uint32_t length) {
-    put_string(world, text, length, false);
+    put_string<false>(world, text, length);
 }
 
 void _kel_tex_2byte_char(KelGlobal *world, const uint16_t *chars, uint32_t count) { put_wide(world, chars, count); }
