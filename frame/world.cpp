@@ -10,6 +10,7 @@
 
 #include "internal.h"
 #include "memory.h"
+#include "kelvarn_xer.h"
 
 // Exported variables.
 KelRawMalloc mallocp = nullptr;
@@ -412,11 +413,11 @@ KelGlobal *kelLinkBer(KelGlobal *world) {
     return world;
 }
 
-// XER has its encoder so far; its decode pointer stays null, so that
-// decoding answers "not linked".
 KelGlobal *kelLinkXer(KelGlobal *world) {
-    if (world)
+    if (world) {
         kelXerEncodeFp = kelXerEncode;
+        kelXerDecodeFp = kelXerDecode;
+    }
     return world;
 }
 

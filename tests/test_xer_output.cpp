@@ -200,12 +200,12 @@ TEST_F(XerWorld, DriverRefusesCodeFilesItCannotServe) {
     g_api.xerEncode = nullptr;
     EXPECT_EQ(encode(root, &out), 25);
     EXPECT_NE(std::strstr(world.errMsg, "0074S"), nullptr) << world.errMsg;
-    // The decoder isn't linked yet.
+    // Nor the decoder a code file without an XER decoder.
     int pdu = 1;
     void *value = nullptr;
     KelBuf in{4, out.value ? out.value : reinterpret_cast<unsigned char *>(world.errMsg)};
-    EXPECT_EQ(kelDecode(&world, &pdu, &in, &value), 23);
-    EXPECT_NE(std::strstr(world.errMsg, "XER"), nullptr) << world.errMsg;
+    EXPECT_EQ(kelDecode(&world, &pdu, &in, &value), 25);
+    EXPECT_NE(std::strstr(world.errMsg, "0074S"), nullptr) << world.errMsg;
 }
 
 TEST_F(XerWorld, IndentationAcrossChunkEnds) {

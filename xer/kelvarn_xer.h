@@ -20,6 +20,11 @@
  * would cross the right margin.  Names that end in N take a name and its
  * length, the others a NUL-terminated name.
  *
+ * The readers (_kel_tdx_*) take the generated decoder of XER and CXER
+ * through the document inside kelXerDecode: a small scanner delivers tags
+ * and single characters, and each value reader scans the raw octets behind
+ * its tag.
+ *
  * This header compiles as C99 and as C++.
  */
 #ifndef KELVARN_XER_H
@@ -174,6 +179,141 @@ KEL_API void _kel_tex_date_time(KelGlobal *world, const char *text, int kind);
 /* Open types and ANY: the encoded octets are XML already. */
 KEL_API void _kel_tex_opentype(KelGlobal *world, const KelOpenType *value);
 KEL_API void _kel_tex_anyopentype(KelGlobal *world, const unsigned char *bytes, uint32_t length);
+
+/* ------------------------------------------------------------------------ */
+/* Input                                                                     */
+/* ------------------------------------------------------------------------ */
+
+/* The lexeme record of one decode, on the stack of kelXerDecode, which hangs
+ * its address in the first words of the world's familyState for the span of
+ * the call; the generated decoder hands it to every _kel_tdx_* primitive.
+ * kind: 0 a character (in `character`), 1 open tag, 2 empty-element tag,
+ * 4 close tag; 0x80 added: pushed back, the next _kel_get_lex delivers the
+ * same lexeme.  `text` and `textLength` give a tag's name, or the span a raw
+ * reader marked; both point into the input.  The scanners move only the
+ * world's inPos and inRemaining; under KEL_MODE_CANONICAL they refuse what
+ * CXER forbids with message 173 and a text of _cxer_diag_msgs. */
+typedef struct XerInputState {
+    KelGlobal *world;
+    const unsigned char *inputStart;
+    uint8_t character;
+    uint8_t kind;
+    const unsigned char *text;
+    uint32_t textLength;
+} XerInputState;
+
+KEL_API int kelXerDecode(KelGlobal *world, int *pdu, KelBuf *input, void **output, unsigned flags);
+
+/* Byte classes.  ChrFlags: 0x80 digit or UTF-8 lead, 0x40 hex digit or UTF-8
+ * continuation, 0x20 name start, 0x10 name character, low nibble the digit's
+ * value or the sequence length; exactly 2 white space, exactly 1 control.
+ * CharKind inside strings: 'E' illegal, 'A' plain, '&', '<', 'U' non-ASCII.
+ * AllwHexB: 1 hex digit, 255 white space; AllwHexC: 1 for 0-9 A-F only.
+ * HexL, HexU: a digit's value, and that shifted left by 4.  AllwOidB: 241
+ * digit, 242 letter, @ and `, 243 '-', the byte itself for . ( ); AllwOidC:
+ * 1 for digits and '.'.  UTF8Header: payload mask of a lead byte by length. */
+extern KEL_API const uint8_t _kelChrFlags[256];
+extern KEL_API const char _kelCharKind[256];
+extern KEL_API const uint8_t _kelAllwHexB[256];
+extern KEL_API const uint8_t _kelAllwHexC[256];
+extern KEL_API const uint8_t _kelHexL[256];
+extern KEL_API const uint8_t _kelHexU[256];
+extern KEL_API const uint8_t _kelAllwOidB[256];
+extern KEL_API const uint8_t _kelAllwOidC[256];
+extern KEL_API const uint8_t _kelUTF8Header[7];
+/* The control characters by their empty-element names (<soh/> is 1). */
+extern KEL_API const KelNameTable _essd;
+/* The texts of message 173, by index. */
+extern KEL_API const char *const _cxer_diag_msgs[25];
+
+/* The next lexeme: white space before it skipped, text one character at a
+ * time. */
+KEL_API void _kel_get_lex(XerInputState *ctx);
+/* What comes next, consuming only leading white space: 1 open tag, 4 close
+ * tag, 16 a hex digit, 0 anything else. */
+KEL_API int _kel_tdx_lexem_lookahead(XerInputState *ctx);
+/* After an open tag: on to behind its close tag. */
+KEL_API void _kel_tdx_skip_block(XerInputState *ctx);
+/* Demand a tag of that kind and name; open_or_empty answers 1 for an open
+ * tag. */
+KEL_API void _kel_tdx_open_tag(XerInputState *ctx, const char *name);
+KEL_API void _kel_tdx_empty_tag(XerInputState *ctx, const char *name);
+KEL_API void _kel_tdx_close_tag(XerInputState *ctx, const char *name);
+KEL_API int _kel_tdx_open_or_empty_tag(XerInputState *ctx, const char *name);
+/* A component's tag looked up in `table`: 1 for an open tag, 0 for an empty
+ * one; at the parent's close tag (pushed back) 0 with index 65535. */
+KEL_API int _kel_tdx_open_field(XerInputState *ctx, const KelNameTable *table, uint16_t *index);
+/* Passes over the XML declaration and document type declaration. */
+KEL_API void _kel_tdx_prolog(XerInputState *ctx);
+KEL_API void _kel_advance_input_buffer(XerInputState *ctx, uint32_t bytes);
+
+/* Values behind the current open tag. */
+KEL_API int _kel_tdx_bool(XerInputState *ctx);
+KEL_API int32_t _kel_tdx_enum(XerInputState *ctx, const KelNameTable *table);
+KEL_API int32_t _kel_tdx_lint(XerInputState *ctx, int32_t lower, int32_t upper);
+KEL_API int64_t _kel_tdx_llint(XerInputState *ctx, int64_t lower, int64_t upper);
+KEL_API uint32_t _kel_tdx_ulint(XerInputState *ctx, uint32_t upper);
+KEL_API uint64_t _kel_tdx_ullint(XerInputState *ctx, uint64_t upper);
+/* A huge INTEGER into decoder memory, big-endian two's complement (flags
+ * bit 1: unsigned magnitude); answers its octets. */
+KEL_API uint32_t _kel_tdx_hint(XerInputState *ctx, unsigned char **value, uint32_t flags);
+
+/* Raw readers mark the value's span in `text`, `textLength` and leave the
+ * cursor at its start.  Trimmed: white space before it passed over, the span
+ * up to '<' or white space; answers its length. */
+KEL_API uint32_t _kel_get_raw_trimmed_string(XerInputState *ctx);
+
+/* Size-testing flags of the string readers: 1 a bound applies, 2 it is the
+ * local representation's (message 98, not 27), 4 oversize values are cut to
+ * it (and to 65535 behind a header), 8 bit strings with named bits.  After
+ * an empty-element tag (kind 2) a value is empty and nothing is scanned. */
+
+/* BIT STRING.  The raw scan answers the count of bits.  Readers: up to
+ * `size` octets of bits in an integer, the first bit at its top; an inline
+ * array (flags bit 16: cleared to the bound first); a block of `header`
+ * octets and then the bits (as large as the bound when only flag 1 is set);
+ * the bits alone, null when empty.  They answer the count of bits. */
+KEL_API uint32_t _kel_get_raw_bit_string(XerInputState *ctx, uint32_t flags);
+KEL_API uint32_t _kel_tdx_bits_padded(XerInputState *ctx, uint32_t size, uint32_t flags);
+KEL_API uint32_t _kel_tdx_bits_varying(XerInputState *ctx, unsigned char *out, uint32_t bound, uint32_t flags);
+KEL_API uint32_t _kel_tdx_bits_pvarying(XerInputState *ctx, void **out, uint32_t header, uint32_t bound,
+                                        uint32_t flags);
+KEL_API uint32_t _kel_tdx_bits_unbounded(XerInputState *ctx, unsigned char **out, uint32_t bound,
+                                         uint32_t flags);
+
+/* Character strings.  The raw scan (read kind 3 ASCII, 4 UTF-8, 5 wide)
+ * answers the octets the 8-bit form needs, or the characters for kind 5;
+ * *flags comes back 0 when the span may be copied as it stands, else 1;
+ * *count gets the characters; *limit, when given, comes back as the offset
+ * in the span at which its value in characters (in octets with flags 0x120)
+ * was reached.  The copy routines convert a span and answer the octets or
+ * units written.  Flags besides the size-testing ones: 32 the type admits
+ * UTF-8, 64 one octet a character, 0x100 with 32 the bound counts octets.
+ * Readers answer the octets or units stored; empty values are null. */
+KEL_API uint32_t _kel_get_raw_text_string(XerInputState *ctx, int readKind, uint32_t *flags, uint32_t *count,
+                                          uint32_t *limit);
+KEL_API uint32_t _kel_copy_string1(XerInputState *ctx, unsigned char *out, const unsigned char *span,
+                                   uint32_t length, int nulForbidden, int oneByte);
+KEL_API uint32_t _kel_copy_string2(XerInputState *ctx, uint16_t *out, const unsigned char *span, uint32_t length);
+KEL_API uint32_t _kel_copy_string4(XerInputState *ctx, uint32_t *out, const unsigned char *span, uint32_t length);
+KEL_API uint32_t _kel_tdx_char1_varying(XerInputState *ctx, unsigned char *out, uint32_t bound, uint32_t flags);
+KEL_API uint32_t _kel_tdx_char1_unbounded(XerInputState *ctx, unsigned char **out, uint32_t bound,
+                                          uint32_t flags);
+KEL_API uint32_t _kel_tdx_char2(XerInputState *ctx, uint16_t **out, uint32_t bound, uint32_t flags);
+KEL_API uint32_t _kel_tdx_char4(XerInputState *ctx, uint32_t **out, uint32_t bound, uint32_t flags);
+
+/* OCTET STRING.  The raw scan answers the count of hex digits.  Readers:
+ * exactly `size` octets; an inline array; a block of `header` octets and
+ * then the octets (as large as the bound when only flag 1 is set), stored
+ * through *out; the octets alone, null when empty.  They answer the count
+ * of octets. */
+KEL_API uint32_t _kel_get_raw_octet_string(XerInputState *ctx);
+KEL_API void _kel_tdx_octets_fixed(XerInputState *ctx, unsigned char *out, uint32_t size);
+KEL_API uint32_t _kel_tdx_octets_varying(XerInputState *ctx, unsigned char *out, uint32_t bound, uint32_t flags);
+KEL_API uint32_t _kel_tdx_octets_pvarying(XerInputState *ctx, void **out, uint32_t header, uint32_t bound,
+                                          uint32_t flags);
+KEL_API uint32_t _kel_tdx_octets_unbounded(XerInputState *ctx, unsigned char **out, uint32_t bound,
+                                           uint32_t flags);
 
 #ifdef __cplusplus
 }
