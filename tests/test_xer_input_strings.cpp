@@ -1,6 +1,7 @@
 // Tests of the XER character string readers: entities, control tags,
 // character references and UTF-8 into octets and wide units, the
-// characters refused, the canonical refusals, and bounds with cuts.
+// characters refused, the canonical refusals, bounds with cuts, and the
+// NUL-terminated and blank-padded forms.
 #include "test_xer_input.h"
 
 namespace {
@@ -10,7 +11,7 @@ using XerStrings = XerInput;
 
 constexpr bool kCxer = true;
 
-enum Form { kVarying, kUnbounded, kChar2, kChar4 };
+enum Form { kVarying, kUnbounded, kPvarying, kNullterm, kChar2, kChar4 };
 
 TEST_F(XerStrings, Readers) {
     struct Row {
@@ -49,6 +50,16 @@ TEST_F(XerStrings, Readers) {
         {kVarying, "&lt;&lt;&lt;</x>", false, 2, 5, U"<<", nullptr},
         {kVarying, "\xC3\xA9\xC3\xA9</x>", false, 1, 32 | 5, U"\xC3\xA9", nullptr},
         {kVarying, "\xC3\xA9\xC3\xA9</x>", false, 3, 32 | 0x100 | 1, U"", "0063S"},
+        {kPvarying, "abc</x>", false, 8, 1, U"abc", nullptr},
+        {kNullterm, "ab</x>", false, 4, 0, U"ab", nullptr},
+        {kNullterm, "abcd</x>", false, 4, 0, U"", "0063S: Size constraint violated, length of value = 4"},
+        {kNullterm, "abcd</x>", false, 4, 4, U"abc", nullptr},
+        {kNullterm, "ab<nul/></x>", false, 8, 0, U"", "0046E"},
+        {kNullterm, "ab<nul/></x>", false, 4, 16, std::u32string(U"ab\0 ", 4), nullptr},
+        {kNullterm, "ab</x>", false, 4, 16, U"ab  ", nullptr},
+        {kNullterm, "\xC3\xA9\xC3\xA9</x>", false, 6, 16 | 32 | 4, U"\xC3\xA9    ", nullptr},
+        {kNullterm, "\xC3\xA9\xC3\xA9</x>", false, 4, 32 | 4, U"\xC3\xA9", nullptr},
+        {kNullterm, "</x>", false, 3, 16, U"   ", nullptr},
         {kChar2, "a\xC3\xA9&#x263A;</x>", false, 0, 0, U"a\u00E9\u263A", nullptr},
         {kChar2, "&#x10FFFF;</x>", false, 0, 0, U"", "0175E"},
         {kChar2, "abc</x>", false, 2, 1, U"", "0063S"},
@@ -69,6 +80,18 @@ TEST_F(XerStrings, Readers) {
                 switch (r.form) {
                 case kVarying: length = _kel_tdx_char1_varying(c, area, r.bound, r.flags); break;
                 case kUnbounded: length = _kel_tdx_char1_unbounded(c, &bytes, r.bound, r.flags); break;
+                case kPvarying: {
+                    void *block = nullptr;
+                    length = _kel_tdx_char1_pvarying(c, &block, 2, r.bound, r.flags);
+                    bytes = static_cast<unsigned char *>(block) + 2;
+                    break;
+                }
+                case kNullterm:
+                    std::memset(area, 'z', sizeof area);
+                    _kel_tdx_char1_nullterm(c, area, r.bound, r.flags);
+                    length = (r.flags & 16) ? r.bound
+                                            : static_cast<uint32_t>(std::strlen(reinterpret_cast<char *>(area)));
+                    break;
                 case kChar2: length = _kel_tdx_char2(c, &units2, r.bound, r.flags); break;
                 case kChar4: length = _kel_tdx_char4(c, &units4, r.bound, r.flags); break;
                 }

@@ -12,7 +12,7 @@ using namespace kel::xer;
 
 namespace {
 
-enum : uint32_t { kUtf8Type = 32, kOneByte = 64, kCountOctets = 0x100 };
+enum : uint32_t { kPointer = 8, kBlankPadded = 16, kUtf8Type = 32, kOneByte = 64, kCountOctets = 0x100 };
 enum : int { kReadAscii = 3, kReadUtf8 = 4, kReadWide = 5 };
 enum : int {
     kMsgBadCharacter = 29,    // 0064S, the code
@@ -321,6 +321,68 @@ extern "C" {
 uint32_t _kel_tdx_char1_varying(XerInputState *ctx, unsigned char *out, uint32_t bound, uint32_t flags) {
     const Text t = scan(ctx, kReadUtf8, bound, flags);
     const uint32_t length = copy8(ctx, out, t, flags, false);
+    advance(ctx, t.whole);
+    return length;
+}
+
+void _kel_tdx_char1_nullterm(XerInputState *ctx, void *out, uint32_t size, uint32_t flags) {
+    const bool blankPadded = flags & kBlankPadded;
+    const bool utf8Chars = (flags & (kUtf8Type | kCountOctets | kOneByte)) == kUtf8Type;
+    unsigned char *text = nullptr;
+    uint32_t length = 0;
+    if (ctx->kind != kEmpty) {
+        const Text t = scan(ctx, kReadUtf8, 0, flags & ~kBounded);
+        text = static_cast<unsigned char *>(_kel_dec_gettempmem(ctx->world, t.size + 1));
+        length = copy8(ctx, text, t, flags, !blankPadded);
+        advance(ctx, t.whole);
+        // The bound: characters in a blank-padded UTF-8 type, else octets
+        // (one kept for the NUL).
+        const bool byChars = blankPadded && utf8Chars;
+        const uint32_t bound = byChars ? size / 6 : blankPadded ? size : size ? size - 1 : 0;
+        uint32_t units = length;
+        if (byChars)
+            for (uint32_t i = units = 0; i < length; ++i)
+                units += !continuation(text[i]);
+        if (units > bound) {
+            if (!(flags & kCut))
+                size_violated(ctx, flags, units);
+            uint32_t cut = bound;
+            if (byChars)
+                for (uint32_t seen = cut = 0; cut < length && (seen += !continuation(text[cut])) <= bound;)
+                    ++cut;
+            else if (flags & kUtf8Type)
+                while (cut && continuation(text[cut]))
+                    --cut;
+            length = cut;
+        }
+    }
+    unsigned char *dest = static_cast<unsigned char *>(out);
+    if (flags & kPointer) {
+        const uint32_t room = blankPadded ? size + 1 : length + 1;
+        dest = static_cast<unsigned char *>(_kel_dec_getmem(ctx->world, static_cast<int32_t>(room < 8 ? 8 : room)));
+        *static_cast<unsigned char **>(out) = dest;
+    }
+    if (length)
+        std::memcpy(dest, text, length);
+    if (blankPadded && size)
+        std::memset(dest + length, ' ', size - length);
+    else
+        dest[length] = 0;
+    if (text)
+        _kel_dec_freetempmem(ctx->world, text);
+}
+
+uint32_t _kel_tdx_char1_pvarying(XerInputState *ctx, void **out, uint32_t header, uint32_t bound, uint32_t flags) {
+    const Text t = scan(ctx, kReadUtf8, bound, flags);
+    const bool boundSized = (flags & (kBounded | kLocalBound | kCut)) == kBounded;
+    const bool utf8Chars = (flags & (kUtf8Type | kCountOctets | kOneByte)) == kUtf8Type;
+    const uint32_t room = header + (boundSized ? (utf8Chars ? 6 * bound : bound) : t.size);
+    auto *block =
+        room ? static_cast<unsigned char *>(_kel_dec_getmem(ctx->world, static_cast<int32_t>(room))) : nullptr;
+    uint32_t length = block ? copy8(ctx, block + header, t, flags, false) : 0;
+    if ((flags & kCut) && length > 0xFFFF)
+        length = 0xFFFF;
+    *out = block;
     advance(ctx, t.whole);
     return length;
 }

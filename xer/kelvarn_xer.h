@@ -296,6 +296,12 @@ KEL_API uint32_t _kel_copy_string1(XerInputState *ctx, unsigned char *out, const
                                    uint32_t length, int nulForbidden, int oneByte);
 KEL_API uint32_t _kel_copy_string2(XerInputState *ctx, uint16_t *out, const unsigned char *span, uint32_t length);
 KEL_API uint32_t _kel_copy_string4(XerInputState *ctx, uint32_t *out, const unsigned char *span, uint32_t length);
+/* nullterm: into `size` octets, NUL-terminated, or with flags bit 16 padded
+ * with blanks (a UTF-8 type counted in characters holds size / 6 of them);
+ * flags bit 8: `out` is a pointer to set to a block allocated for it. */
+KEL_API void _kel_tdx_char1_nullterm(XerInputState *ctx, void *out, uint32_t size, uint32_t flags);
+KEL_API uint32_t _kel_tdx_char1_pvarying(XerInputState *ctx, void **out, uint32_t header, uint32_t bound,
+                                         uint32_t flags);
 KEL_API uint32_t _kel_tdx_char1_varying(XerInputState *ctx, unsigned char *out, uint32_t bound, uint32_t flags);
 KEL_API uint32_t _kel_tdx_char1_unbounded(XerInputState *ctx, unsigned char **out, uint32_t bound,
                                           uint32_t flags);
