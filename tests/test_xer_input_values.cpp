@@ -1,7 +1,8 @@
 // Tests of the XER value readers: integers at their limits in all four
 // forms with the position each failure leaves, huge integers, BOOLEAN and
-// ENUMERATED as empty-element tags, and bit and octet strings in their
-// destination forms with bounds, cuts and the canonical refusals.
+// ENUMERATED as empty-element tags, bit and octet strings in their
+// destination forms with bounds, cuts and the canonical refusals, and the
+// canonical form of time text.
 #include "test_xer_input.h"
 
 namespace {
@@ -282,6 +283,26 @@ TEST_F(XerValues, BitStrings) {
         case kFixed: break;
         }
     });
+}
+
+TEST(XerCanonicalTimes, DiagnosticIndices) {
+    struct Row {
+        bool utc;
+        const char *text;
+        int diagnostic;
+    } rows[] = {
+        {false, "19991231235959Z", 0},   {false, "19991231235959.5Z", 0},  {false, "1999123123Z", 17},
+        {false, "199912312359.5Z", 17},  {false, "1999123123595xZ", 22},   {false, "19991231240000Z", 18},
+        {false, "19991231235959,5Z", 19}, {false, "19991231235959.50Z", 20}, {false, "19991231235959.0Z", 20},
+        {false, "19991231235959.Z", 23}, {false, "19991231235959", 16},    {false, "19991231235959+0100", 22},
+        {false, "19991231235959z", 16},  {true, "991231235959Z", 0},       {true, "9912312359Z", 17},
+        {true, "991231245959Z", 18},     {true, "991231235959", 16},       {true, "991231235959+0100", 16},
+        {true, "991231235959ZZ", 22},
+    };
+    for (const Row &r : rows) {
+        const uint32_t n = static_cast<uint32_t>(std::strlen(r.text));
+        EXPECT_EQ(r.utc ? _kel_cxerCheckUtime(r.text, n) : _kel_cxerCheckGtime(r.text, n), r.diagnostic) << r.text;
+    }
 }
 
 } // namespace

@@ -321,6 +321,11 @@ KEL_API uint32_t _kel_tdx_octets_pvarying(XerInputState *ctx, void **out, uint32
 KEL_API uint32_t _kel_tdx_octets_unbounded(XerInputState *ctx, unsigned char **out, uint32_t bound,
                                            uint32_t flags);
 
+/* The canonical form of GeneralizedTime and UTCTime text of `length`
+ * octets: 0, or the index in _cxer_diag_msgs of what it breaks. */
+KEL_API int _kel_cxerCheckGtime(const char *text, uint32_t length);
+KEL_API int _kel_cxerCheckUtime(const char *text, uint32_t length);
+
 #ifdef __cplusplus
 }
 #endif
