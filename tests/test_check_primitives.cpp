@@ -20,12 +20,18 @@ using kel_test::BriefWorld;
 using kel_test::in_frame;
 
 // The message a check raises inside the checker, which jumps with its
-// number; 0 when the check passes.
-template <class Body> int raised(KelGlobal *world, Body body) { return in_frame(world, kel::kPhaseChecker, body); }
+// number; 0 when the check passes.  The message's value text goes back as a
+// driver gives it back.
+template <class Body> int raised(KelGlobal *world, Body body) {
+    const int message = in_frame(world, kel::kPhaseChecker, body);
+    _kel_freetempMem(world);
+    return message;
+}
 
 // The text a check leaves when a decoder calls it.
 template <class Body> std::string decoder_message(KelGlobal *world, Body body) {
     in_frame(world, kel::kPhaseDecoder, body);
+    _kel_freetempMem(world);
     return world->errMsg;
 }
 
