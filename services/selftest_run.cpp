@@ -121,9 +121,10 @@ int print_and_check(const Pass &pass) {
     return result;
 }
 
-// Decodes `encoding` (into the caller's area at `area` when it isn't null)
-// and runs the steps on the decoded value: the last failing code, or 0.
-int decode_and_test(Pass &pass, KelBuf encoding, void *area) {
+// Decodes `encoding` (into the caller's area of `areaSize` octets at `area`
+// when it isn't null) and runs the steps on the decoded value: the last
+// failing code, or 0.
+int decode_and_test(Pass &pass, KelBuf encoding, void *area, long areaSize) {
     KelGlobal *world = pass.world;
     const bool alt = pass.testFlags & kAlt;
     if (alt)
@@ -135,7 +136,7 @@ int decode_and_test(Pass &pass, KelBuf encoding, void *area) {
     int pdu = pass.pdu;
     void *decoded = area;
     if (area)
-        kelSetDecodingLength(world, pass.partial ? kPartialDecodeArea : pass.decodedLength);
+        kelSetDecodingLength(world, areaSize);
     const int code = pass.partial ? kelPartialDecode(world, &pdu, &encoding, &decoded)
                                   : kelDecode(world, &pdu, &encoding, &decoded);
     if (code) {
@@ -208,7 +209,7 @@ int run_once(Pass &pass, bool provided) {
 
     const long areaSize = pass.partial ? kPartialDecodeArea : pass.decodedLength;
     void *area = provided && areaSize > 0 ? kelGetMemory(world, static_cast<size_t>(areaSize)) : nullptr;
-    const int decoded = decode_and_test(pass, encoding, area);
+    const int decoded = decode_and_test(pass, encoding, area, areaSize);
     if (decoded)
         result = decoded;
     if (area)
