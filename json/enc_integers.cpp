@@ -1,47 +1,22 @@
 // enc_integers.cpp - INTEGER and ENUMERATED in JSON: 32 and 64-bit values
 // as decimal numbers written two digits a step, huge integers by repeated
 // division of their magnitude, and enumerators by their names.
-#include <type_traits>
-
 #include "json_out.h"
 
 namespace {
 
 using namespace kel::json;
 
-// The text of `value` before *end; a signed value is read as such.
-template <class U> uint32_t to_text(U value, char **end, int isSigned) {
-    using S = std::make_signed_t<U>;
-    const bool negative = isSigned && static_cast<S>(value) < 0;
-    char *start = digits_before(*end, negative ? static_cast<U>(U(0) - value) : value);
-    if (negative)
-        *--start = '-';
-    const auto length = static_cast<uint32_t>(*end - start);
-    *end = start;
-    return length;
-}
-
 // Octets beyond which a huge integer is refused.
 constexpr uint32_t kHugeLimit = 4096;
-
-// Divides the big-endian magnitude in place by 10000; returns the rest.
-uint32_t divide_10000(unsigned char *bytes, uint32_t n) {
-    uint32_t rest = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t part = (rest << 8) | bytes[i];
-        bytes[i] = static_cast<unsigned char>(part / 10000);
-        rest = part % 10000;
-    }
-    return rest;
-}
 
 } // namespace
 
 extern "C" {
 
-uint32_t _kel_jenc_ltoa(uint32_t value, char **end, int isSigned) { return to_text(value, end, isSigned); }
+uint32_t _kel_jenc_ltoa(uint32_t value, char **end, int isSigned) { return integer_text_before(value, end, isSigned); }
 
-uint32_t _kel_jenc_lltoa(uint64_t value, char **end, int isSigned) { return to_text(value, end, isSigned); }
+uint32_t _kel_jenc_lltoa(uint64_t value, char **end, int isSigned) { return integer_text_before(value, end, isSigned); }
 
 void _kel_jenc_lint(KelGlobal *world, int32_t value) {
     put_decimal(world, value < 0 ? 0u - static_cast<uint32_t>(value) : static_cast<uint32_t>(value), value < 0);
@@ -88,21 +63,7 @@ void _kel_jenc_hint(KelGlobal *world, const unsigned char *bytes, int32_t length
         }
     }
     char *end = reinterpret_cast<char *>(work + size);
-    char *p = end;
-    uint32_t first = 0; // leading zero octets of the magnitude
-    for (;;) {
-        while (first < n && magnitude[first] == 0)
-            ++first;
-        if (first == n)
-            break;
-        uint32_t rest = divide_10000(magnitude + first, n - first);
-        for (int i = 0; i < 4; ++i, rest /= 10)
-            *--p = static_cast<char>('0' + rest % 10);
-    }
-    while (p < end - 1 && *p == '0')
-        ++p;
-    if (p == end)
-        *--p = '0';
+    char *p = huge_digits_before(end, magnitude, n);
     if (negative)
         *--p = '-';
     put(world, p, static_cast<uint32_t>(end - p));

@@ -11,10 +11,15 @@
 #include <cstring>
 
 #include "internal.h"
+#include "decimal_text.h"
 #include "octet_store.h"
 #include "kelvarn_json.h"
 
 namespace kel::json {
+
+using kel::digits_before;
+using kel::huge_digits_before;
+using kel::integer_text_before;
 
 // Message numbers (rows of kelErrMsgs) raised by the encoders.
 enum : int {
@@ -96,30 +101,6 @@ void put_escaped(KelGlobal *world, const unsigned char *text, uint32_t n, bool u
 // ---------------------------------------------------------------------------
 // Digits
 // ---------------------------------------------------------------------------
-
-// "00" to "99": two digits a step.
-extern const char kDigitPairs[200];
-
-// Decimal digits of `value` ending before `end`; returns their start.
-template <class U> inline char *digits_before(char *end, U value) {
-    char *p = end;
-    while (value >= 100) {
-        const unsigned pair = static_cast<unsigned>(value % 100) * 2;
-        value /= 100;
-        p -= 2;
-        p[0] = kDigitPairs[pair];
-        p[1] = kDigitPairs[pair + 1];
-    }
-    if (value >= 10) {
-        const unsigned pair = static_cast<unsigned>(value) * 2;
-        p -= 2;
-        p[0] = kDigitPairs[pair];
-        p[1] = kDigitPairs[pair + 1];
-    } else {
-        *--p = static_cast<char>('0' + value);
-    }
-    return p;
-}
 
 // Appends a decimal number.
 template <class U> inline void put_decimal(KelGlobal *world, U value, bool negative = false) {

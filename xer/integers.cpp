@@ -1,29 +1,16 @@
 // integers.cpp - INTEGER in XER: 32 and 64-bit values as decimal digits,
 // folded onto a line of their own when they would cross the margin, and
 // huge integers by repeated division of their magnitude, never folded.
-#include <type_traits>
-
 #include "xer_out.h"
 
 namespace {
 
 using namespace kel::xer;
 
-template <class U> uint32_t to_text(U value, char **end, int isSigned) {
-    using S = std::make_signed_t<U>;
-    const bool negative = isSigned && static_cast<S>(value) < 0;
-    char *start = digits_before(*end, negative ? static_cast<U>(U(0) - value) : value);
-    if (negative)
-        *--start = '-';
-    const auto length = static_cast<uint32_t>(*end - start);
-    *end = start;
-    return length;
-}
-
 template <class U> void put_integer(KelGlobal *world, U value, int isSigned) {
     char text[24];
     char *start = text + sizeof text;
-    const uint32_t length = to_text(value, &start, isSigned);
+    const uint32_t length = integer_text_before(value, &start, isSigned);
     _kel_print_intstr(world, start, length);
 }
 
@@ -32,24 +19,13 @@ constexpr uint32_t kHugeLimit = 4096;
 // Working areas up to this size stay on the stack.
 constexpr uint32_t kLocalArea = 63;
 
-// Divides the big-endian magnitude in place by 10000; returns the rest.
-uint32_t divide_10000(unsigned char *bytes, uint32_t n) {
-    uint32_t rest = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t part = (rest << 8) | bytes[i];
-        bytes[i] = static_cast<unsigned char>(part / 10000);
-        rest = part % 10000;
-    }
-    return rest;
-}
-
 } // namespace
 
 extern "C" {
 
-uint32_t _kel_ltoa(uint32_t value, char **end, int isSigned) { return to_text(value, end, isSigned); }
+uint32_t _kel_ltoa(uint32_t value, char **end, int isSigned) { return integer_text_before(value, end, isSigned); }
 
-uint32_t _kel_lltoa(uint64_t value, char **end, int isSigned) { return to_text(value, end, isSigned); }
+uint32_t _kel_lltoa(uint64_t value, char **end, int isSigned) { return integer_text_before(value, end, isSigned); }
 
 void _kel_print_intstr(KelGlobal *world, const char *text, uint32_t length) {
     XerOutputState *state = out_state(world);
@@ -103,22 +79,8 @@ void _kel_tex_hint(KelGlobal *world, const unsigned char *bytes, int32_t length)
                 break;
     }
 
-    // Four digits a division, filled from the end of the digit room; octets
-    // that became 0 at the front drop out of the division.
     char *end = reinterpret_cast<char *>(work + size);
-    char *p = end;
-    uint32_t first = 0;
-    while (first < n && magnitude[first] == 0)
-        ++first;
-    while (first < n) {
-        uint32_t rest = divide_10000(magnitude + first, n - first);
-        while (first < n && magnitude[first] == 0)
-            ++first;
-        for (int i = 0; i < 4 && (first < n || rest); ++i, rest /= 10)
-            *--p = static_cast<char>('0' + rest % 10);
-    }
-    if (p == end)
-        *--p = '0';
+    char *p = huge_digits_before(end, magnitude, n);
     if (negative)
         *--p = '-';
     XerOutputState *state = out_state(world);

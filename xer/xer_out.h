@@ -14,10 +14,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include "decimal_text.h"
 #include "internal.h"
 #include "kelvarn_xer.h"
 
 namespace kel::xer {
+
+using kel::digits_before;
+using kel::huge_digits_before;
+using kel::integer_text_before;
 
 // Message numbers (rows of kelErrMsgs) raised by the writers.
 enum : int {
@@ -168,13 +173,12 @@ inline void break_with(KelGlobal *world, XerOutputState *state, int32_t delta) {
     line_break(world, state);
 }
 
-// The texts that values are made of: "0000" to "1111", the upper-case
-// hexadecimal pair of every octet, "00" to "99".
+// The texts that values are made of: "0000" to "1111" and the upper-case
+// hexadecimal pair of every octet.
 struct TextTables {
     char bitGroups[16][4];
     char hexPairs[256][2];
-    char digitPairs[100][2];
-    constexpr TextTables() : bitGroups(), hexPairs(), digitPairs() {
+    constexpr TextTables() : bitGroups(), hexPairs() {
         constexpr char hex[] = "0123456789ABCDEF";
         for (int i = 0; i < 16; ++i)
             for (int bit = 0; bit < 4; ++bit)
@@ -183,33 +187,9 @@ struct TextTables {
             hexPairs[i][0] = hex[i >> 4];
             hexPairs[i][1] = hex[i & 15];
         }
-        for (int i = 0; i < 100; ++i) {
-            digitPairs[i][0] = static_cast<char>('0' + i / 10);
-            digitPairs[i][1] = static_cast<char>('0' + i % 10);
-        }
     }
 };
 inline constexpr TextTables kText{};
-
-// Decimal digits of `value` ending before `end`; returns their start.
-template <class U> inline char *digits_before(char *end, U value) {
-    char *p = end;
-    while (value >= 100) {
-        const auto pair = static_cast<unsigned>(value % 100);
-        value /= 100;
-        p -= 2;
-        p[0] = kText.digitPairs[pair][0];
-        p[1] = kText.digitPairs[pair][1];
-    }
-    if (value >= 10) {
-        p -= 2;
-        p[0] = kText.digitPairs[value][0];
-        p[1] = kText.digitPairs[value][1];
-    } else {
-        *--p = static_cast<char>('0' + value);
-    }
-    return p;
-}
 
 // One character of a BMPString or UniversalString (or an octet above 127 of
 // a one-octet string, width 1).
